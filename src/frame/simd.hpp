@@ -1,0 +1,396 @@
+// The logical 64-byte vector every kernel is written against.
+//
+// A vec<double> has 8 lanes and a vec<float> 16, whatever the build. On the
+// AVX-512 build a vector is one zmm register, on the AVX2 build two ymm
+// registers, on the portable build four xmm registers. Every operation is
+// lane-wise, and the reductions fold halves in a fixed tree, so the order of
+// accumulation of a kernel, and with it every bit of its result, does not
+// depend on the build it runs in.
+//
+// The portable build has no fused multiply-add instruction; fma() there
+// rounds once per lane through std::fma, which is slower but exact, so the
+// bits still agree.
+#pragma once
+
+#include <immintrin.h>
+
+#include <cmath>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+
+#ifndef ORB_LEVEL
+#error "ORB_LEVEL must name the instruction-set level of this build"
+#endif
+
+namespace orb::simd {
+
+#if ORB_LEVEL >= 9
+inline constexpr int kRegBytes = 64;
+#elif ORB_LEVEL >= 7
+inline constexpr int kRegBytes = 32;
+#else
+inline constexpr int kRegBytes = 16;
+#endif
+
+// Native register of one part of a logical vector, and its operations.
+template <class T> struct reg;
+
+#if ORB_LEVEL >= 9
+template <> struct reg<double> {
+  using R = __m512d;
+  static constexpr int W = 8;
+  static R zero() { return _mm512_setzero_pd(); }
+  static R set1(double a) { return _mm512_set1_pd(a); }
+  static R loadu(const double* p) { return _mm512_loadu_pd(p); }
+  static R load(const double* p) { return _mm512_load_pd(p); }
+  static void storeu(double* p, R v) { _mm512_storeu_pd(p, v); }
+  static void store(double* p, R v) { _mm512_store_pd(p, v); }
+  static R add(R a, R b) { return _mm512_add_pd(a, b); }
+  static R sub(R a, R b) { return _mm512_sub_pd(a, b); }
+  static R mul(R a, R b) { return _mm512_mul_pd(a, b); }
+  static R div(R a, R b) { return _mm512_div_pd(a, b); }
+  static R fma(R a, R b, R c) { return _mm512_fmadd_pd(a, b, c); }
+  static R fnma(R a, R b, R c) { return _mm512_fnmadd_pd(a, b, c); }
+  static R max(R a, R b) { return _mm512_max_pd(a, b); }
+  static R min(R a, R b) { return _mm512_min_pd(a, b); }
+  static R abs(R a) { return _mm512_abs_pd(a); }
+  static R maskz_loadu(const double* p, int live) {
+    return _mm512_maskz_loadu_pd(__mmask8((1u << live) - 1u), p);
+  }
+  static void mask_storeu(double* p, R v, int live) {
+    _mm512_mask_storeu_pd(p, __mmask8((1u << live) - 1u), v);
+  }
+  static R gather(const double* p, std::ptrdiff_t stride, int live) {
+    const __m256i idx = _mm256_mullo_epi32(_mm256_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7),
+                                           _mm256_set1_epi32(int(stride)));
+    return _mm512_mask_i32gather_pd(_mm512_setzero_pd(), __mmask8((1u << live) - 1u), idx, p, 8);
+  }
+  static unsigned eq_mask(R a, R b) { return _mm512_cmp_pd_mask(a, b, _CMP_EQ_OQ); }
+  static unsigned gt_mask(R a, R b) { return _mm512_cmp_pd_mask(a, b, _CMP_GT_OQ); }
+};
+template <> struct reg<float> {
+  using R = __m512;
+  static constexpr int W = 16;
+  static R zero() { return _mm512_setzero_ps(); }
+  static R set1(float a) { return _mm512_set1_ps(a); }
+  static R loadu(const float* p) { return _mm512_loadu_ps(p); }
+  static R load(const float* p) { return _mm512_load_ps(p); }
+  static void storeu(float* p, R v) { _mm512_storeu_ps(p, v); }
+  static void store(float* p, R v) { _mm512_store_ps(p, v); }
+  static R add(R a, R b) { return _mm512_add_ps(a, b); }
+  static R sub(R a, R b) { return _mm512_sub_ps(a, b); }
+  static R mul(R a, R b) { return _mm512_mul_ps(a, b); }
+  static R div(R a, R b) { return _mm512_div_ps(a, b); }
+  static R fma(R a, R b, R c) { return _mm512_fmadd_ps(a, b, c); }
+  static R fnma(R a, R b, R c) { return _mm512_fnmadd_ps(a, b, c); }
+  static R max(R a, R b) { return _mm512_max_ps(a, b); }
+  static R min(R a, R b) { return _mm512_min_ps(a, b); }
+  static R abs(R a) { return _mm512_abs_ps(a); }
+  static R maskz_loadu(const float* p, int live) {
+    return _mm512_maskz_loadu_ps(__mmask16((1u << live) - 1u), p);
+  }
+  static void mask_storeu(float* p, R v, int live) {
+    _mm512_mask_storeu_ps(p, __mmask16((1u << live) - 1u), v);
+  }
+  static R gather(const float* p, std::ptrdiff_t stride, int live) {
+    const __m512i idx = _mm512_mullo_epi32(
+        _mm512_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15),
+        _mm512_set1_epi32(int(stride)));
+    return _mm512_mask_i32gather_ps(_mm512_setzero_ps(), __mmask16((1u << live) - 1u), idx, p, 4);
+  }
+  static unsigned eq_mask(R a, R b) { return _mm512_cmp_ps_mask(a, b, _CMP_EQ_OQ); }
+  static unsigned gt_mask(R a, R b) { return _mm512_cmp_ps_mask(a, b, _CMP_GT_OQ); }
+};
+#elif ORB_LEVEL >= 7
+template <> struct reg<double> {
+  using R = __m256d;
+  static constexpr int W = 4;
+  static __m256i live_mask(int live) {
+    return _mm256_cmpgt_epi64(_mm256_set1_epi64x(live), _mm256_setr_epi64x(0, 1, 2, 3));
+  }
+  static R zero() { return _mm256_setzero_pd(); }
+  static R set1(double a) { return _mm256_set1_pd(a); }
+  static R loadu(const double* p) { return _mm256_loadu_pd(p); }
+  static R load(const double* p) { return _mm256_load_pd(p); }
+  static void storeu(double* p, R v) { _mm256_storeu_pd(p, v); }
+  static void store(double* p, R v) { _mm256_store_pd(p, v); }
+  static R add(R a, R b) { return _mm256_add_pd(a, b); }
+  static R sub(R a, R b) { return _mm256_sub_pd(a, b); }
+  static R mul(R a, R b) { return _mm256_mul_pd(a, b); }
+  static R div(R a, R b) { return _mm256_div_pd(a, b); }
+  static R fma(R a, R b, R c) { return _mm256_fmadd_pd(a, b, c); }
+  static R fnma(R a, R b, R c) { return _mm256_fnmadd_pd(a, b, c); }
+  static R max(R a, R b) { return _mm256_max_pd(a, b); }
+  static R min(R a, R b) { return _mm256_min_pd(a, b); }
+  static R abs(R a) { return _mm256_andnot_pd(_mm256_set1_pd(-0.0), a); }
+  static R maskz_loadu(const double* p, int live) { return _mm256_maskload_pd(p, live_mask(live)); }
+  static void mask_storeu(double* p, R v, int live) { _mm256_maskstore_pd(p, live_mask(live), v); }
+  static R gather(const double* p, std::ptrdiff_t stride, int live) {
+    const __m128i idx = _mm_mullo_epi32(_mm_setr_epi32(0, 1, 2, 3), _mm_set1_epi32(int(stride)));
+    return _mm256_mask_i32gather_pd(_mm256_setzero_pd(), p, idx,
+                                    _mm256_castsi256_pd(live_mask(live)), 8);
+  }
+  static unsigned eq_mask(R a, R b) {
+    return unsigned(_mm256_movemask_pd(_mm256_cmp_pd(a, b, _CMP_EQ_OQ)));
+  }
+  static unsigned gt_mask(R a, R b) {
+    return unsigned(_mm256_movemask_pd(_mm256_cmp_pd(a, b, _CMP_GT_OQ)));
+  }
+};
+template <> struct reg<float> {
+  using R = __m256;
+  static constexpr int W = 8;
+  static __m256i live_mask(int live) {
+    return _mm256_cmpgt_epi32(_mm256_set1_epi32(live), _mm256_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7));
+  }
+  static R zero() { return _mm256_setzero_ps(); }
+  static R set1(float a) { return _mm256_set1_ps(a); }
+  static R loadu(const float* p) { return _mm256_loadu_ps(p); }
+  static R load(const float* p) { return _mm256_load_ps(p); }
+  static void storeu(float* p, R v) { _mm256_storeu_ps(p, v); }
+  static void store(float* p, R v) { _mm256_store_ps(p, v); }
+  static R add(R a, R b) { return _mm256_add_ps(a, b); }
+  static R sub(R a, R b) { return _mm256_sub_ps(a, b); }
+  static R mul(R a, R b) { return _mm256_mul_ps(a, b); }
+  static R div(R a, R b) { return _mm256_div_ps(a, b); }
+  static R fma(R a, R b, R c) { return _mm256_fmadd_ps(a, b, c); }
+  static R fnma(R a, R b, R c) { return _mm256_fnmadd_ps(a, b, c); }
+  static R max(R a, R b) { return _mm256_max_ps(a, b); }
+  static R min(R a, R b) { return _mm256_min_ps(a, b); }
+  static R abs(R a) { return _mm256_andnot_ps(_mm256_set1_ps(-0.0f), a); }
+  static R maskz_loadu(const float* p, int live) { return _mm256_maskload_ps(p, live_mask(live)); }
+  static void mask_storeu(float* p, R v, int live) { _mm256_maskstore_ps(p, live_mask(live), v); }
+  static R gather(const float* p, std::ptrdiff_t stride, int live) {
+    const __m256i idx = _mm256_mullo_epi32(_mm256_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7),
+                                           _mm256_set1_epi32(int(stride)));
+    return _mm256_mask_i32gather_ps(_mm256_setzero_ps(), p, idx,
+                                    _mm256_castsi256_ps(live_mask(live)), 4);
+  }
+  static unsigned eq_mask(R a, R b) {
+    return unsigned(_mm256_movemask_ps(_mm256_cmp_ps(a, b, _CMP_EQ_OQ)));
+  }
+  static unsigned gt_mask(R a, R b) {
+    return unsigned(_mm256_movemask_ps(_mm256_cmp_ps(a, b, _CMP_GT_OQ)));
+  }
+};
+#else
+// Portable build: SSE2 only. Masked memory operations and gathers go lane by
+// lane so that no byte outside the live lanes is touched.
+template <> struct reg<double> {
+  using R = __m128d;
+  static constexpr int W = 2;
+  static R zero() { return _mm_setzero_pd(); }
+  static R set1(double a) { return _mm_set1_pd(a); }
+  static R loadu(const double* p) { return _mm_loadu_pd(p); }
+  static R load(const double* p) { return _mm_load_pd(p); }
+  static void storeu(double* p, R v) { _mm_storeu_pd(p, v); }
+  static void store(double* p, R v) { _mm_store_pd(p, v); }
+  static R add(R a, R b) { return _mm_add_pd(a, b); }
+  static R sub(R a, R b) { return _mm_sub_pd(a, b); }
+  static R mul(R a, R b) { return _mm_mul_pd(a, b); }
+  static R div(R a, R b) { return _mm_div_pd(a, b); }
+  static R fma(R a, R b, R c) {
+    alignas(16) double x[2], y[2], z[2];
+    _mm_store_pd(x, a), _mm_store_pd(y, b), _mm_store_pd(z, c);
+    return _mm_setr_pd(std::fma(x[0], y[0], z[0]), std::fma(x[1], y[1], z[1]));
+  }
+  static R fnma(R a, R b, R c) { return fma(_mm_xor_pd(a, _mm_set1_pd(-0.0)), b, c); }
+  static R max(R a, R b) { return _mm_max_pd(a, b); }
+  static R min(R a, R b) { return _mm_min_pd(a, b); }
+  static R abs(R a) { return _mm_andnot_pd(_mm_set1_pd(-0.0), a); }
+  static R maskz_loadu(const double* p, int live) {
+    return live >= 2 ? _mm_loadu_pd(p) : live == 1 ? _mm_load_sd(p) : _mm_setzero_pd();
+  }
+  static void mask_storeu(double* p, R v, int live) {
+    if (live >= 2) _mm_storeu_pd(p, v);
+    else if (live == 1) _mm_store_sd(p, v);
+  }
+  static R gather(const double* p, std::ptrdiff_t stride, int live) {
+    return _mm_setr_pd(live > 0 ? p[0] : 0.0, live > 1 ? p[stride] : 0.0);
+  }
+  static unsigned eq_mask(R a, R b) { return unsigned(_mm_movemask_pd(_mm_cmpeq_pd(a, b))); }
+  static unsigned gt_mask(R a, R b) { return unsigned(_mm_movemask_pd(_mm_cmpgt_pd(a, b))); }
+};
+template <> struct reg<float> {
+  using R = __m128;
+  static constexpr int W = 4;
+  static R zero() { return _mm_setzero_ps(); }
+  static R set1(float a) { return _mm_set1_ps(a); }
+  static R loadu(const float* p) { return _mm_loadu_ps(p); }
+  static R load(const float* p) { return _mm_load_ps(p); }
+  static void storeu(float* p, R v) { _mm_storeu_ps(p, v); }
+  static void store(float* p, R v) { _mm_store_ps(p, v); }
+  static R add(R a, R b) { return _mm_add_ps(a, b); }
+  static R sub(R a, R b) { return _mm_sub_ps(a, b); }
+  static R mul(R a, R b) { return _mm_mul_ps(a, b); }
+  static R div(R a, R b) { return _mm_div_ps(a, b); }
+  static R fma(R a, R b, R c) {
+    alignas(16) float x[4], y[4], z[4];
+    _mm_store_ps(x, a), _mm_store_ps(y, b), _mm_store_ps(z, c);
+    return _mm_setr_ps(std::fma(x[0], y[0], z[0]), std::fma(x[1], y[1], z[1]),
+                       std::fma(x[2], y[2], z[2]), std::fma(x[3], y[3], z[3]));
+  }
+  static R fnma(R a, R b, R c) { return fma(_mm_xor_ps(a, _mm_set1_ps(-0.0f)), b, c); }
+  static R max(R a, R b) { return _mm_max_ps(a, b); }
+  static R min(R a, R b) { return _mm_min_ps(a, b); }
+  static R abs(R a) { return _mm_andnot_ps(_mm_set1_ps(-0.0f), a); }
+  static R maskz_loadu(const float* p, int live) {
+    if (live >= 4) return _mm_loadu_ps(p);
+    alignas(16) float t[4] = {0.f, 0.f, 0.f, 0.f};
+    for (int i = 0; i < live; ++i) t[i] = p[i];
+    return _mm_load_ps(t);
+  }
+  static void mask_storeu(float* p, R v, int live) {
+    if (live >= 4) return _mm_storeu_ps(p, v);
+    alignas(16) float t[4];
+    _mm_store_ps(t, v);
+    for (int i = 0; i < live; ++i) p[i] = t[i];
+  }
+  static R gather(const float* p, std::ptrdiff_t stride, int live) {
+    alignas(16) float t[4] = {0.f, 0.f, 0.f, 0.f};
+    for (int i = 0; i < live && i < 4; ++i) t[i] = p[i * stride];
+    return _mm_load_ps(t);
+  }
+  static unsigned eq_mask(R a, R b) { return unsigned(_mm_movemask_ps(_mm_cmpeq_ps(a, b))); }
+  static unsigned gt_mask(R a, R b) { return unsigned(_mm_movemask_ps(_mm_cmpgt_ps(a, b))); }
+};
+#endif
+
+// The logical vector: K native registers holding N = 64 / sizeof(T) lanes.
+template <class T>
+struct vec {
+  using Reg = reg<T>;
+  using R = typename Reg::R;
+  static constexpr int N = int(64 / sizeof(T));
+  static constexpr int W = Reg::W;
+  static constexpr int K = N / W;
+  R r[K];
+
+  static vec zero() { vec v; for (int k = 0; k < K; ++k) v.r[k] = Reg::zero(); return v; }
+  static vec set1(T a) { vec v; for (int k = 0; k < K; ++k) v.r[k] = Reg::set1(a); return v; }
+  static vec loadu(const T* p) { vec v; for (int k = 0; k < K; ++k) v.r[k] = Reg::loadu(p + k * W); return v; }
+  // p must be 64-byte aligned.
+  static vec load(const T* p) { vec v; for (int k = 0; k < K; ++k) v.r[k] = Reg::load(p + k * W); return v; }
+  void storeu(T* p) const { for (int k = 0; k < K; ++k) Reg::storeu(p + k * W, r[k]); }
+  void store(T* p) const { for (int k = 0; k < K; ++k) Reg::store(p + k * W, r[k]); }
+
+  // Lanes [0, live) come from memory, the rest are zero; nothing past
+  // p[live - 1] is read. live is clamped to [0, N].
+  static vec load_mask(const T* p, int live) {
+    vec v;
+    for (int k = 0; k < K; ++k) {
+      const int l = live - k * W;
+      v.r[k] = l >= W ? Reg::loadu(p + k * W) : l > 0 ? Reg::maskz_loadu(p + k * W, l) : Reg::zero();
+    }
+    return v;
+  }
+  // Writes lanes [0, live) only.
+  void store_mask(T* p, int live) const {
+    for (int k = 0; k < K; ++k) {
+      const int l = live - k * W;
+      if (l >= W) Reg::storeu(p + k * W, r[k]);
+      else if (l > 0) Reg::mask_storeu(p + k * W, r[k], l);
+    }
+  }
+  // Lane i takes p[i * stride] for i < live, zero for the others. The
+  // stride is in elements and may be negative or zero.
+  static vec gather(const T* p, std::ptrdiff_t stride, int live = N) {
+    vec v;
+    for (int k = 0; k < K; ++k) {
+      const int l = live - k * W;
+      v.r[k] = l > 0 ? Reg::gather(p + std::ptrdiff_t(k) * W * stride, stride, l < W ? l : W) : Reg::zero();
+    }
+    return v;
+  }
+
+  T lane(int i) const {
+    alignas(64) T t[N];
+    storeu(t);
+    return t[i];
+  }
+
+  // Bit i set where lane i of a equals lane i of b (ordered compare).
+  friend unsigned eq_mask(const vec& a, const vec& b) {
+    unsigned m = 0;
+    for (int k = 0; k < K; ++k) m |= Reg::eq_mask(a.r[k], b.r[k]) << (k * W);
+    return m;
+  }
+  friend unsigned gt_mask(const vec& a, const vec& b) {
+    unsigned m = 0;
+    for (int k = 0; k < K; ++k) m |= Reg::gt_mask(a.r[k], b.r[k]) << (k * W);
+    return m;
+  }
+
+#define ORB_VEC_BINOP(name, op)                                          \
+  friend vec name(const vec& a, const vec& b) {                          \
+    vec v;                                                               \
+    for (int k = 0; k < K; ++k) v.r[k] = Reg::op(a.r[k], b.r[k]);        \
+    return v;                                                            \
+  }
+  ORB_VEC_BINOP(operator+, add)
+  ORB_VEC_BINOP(operator-, sub)
+  ORB_VEC_BINOP(operator*, mul)
+  ORB_VEC_BINOP(operator/, div)
+  // max/min follow the instruction's rule: when either lane is a NaN the
+  // second operand is returned, and a NaN raises the invalid flag.
+  ORB_VEC_BINOP(max, max)
+  ORB_VEC_BINOP(min, min)
+#undef ORB_VEC_BINOP
+
+  // a * b + c, rounded once.
+  friend vec fma(const vec& a, const vec& b, const vec& c) {
+    vec v;
+    for (int k = 0; k < K; ++k) v.r[k] = Reg::fma(a.r[k], b.r[k], c.r[k]);
+    return v;
+  }
+  // -(a * b) + c, rounded once.
+  friend vec fnma(const vec& a, const vec& b, const vec& c) {
+    vec v;
+    for (int k = 0; k < K; ++k) v.r[k] = Reg::fnma(a.r[k], b.r[k], c.r[k]);
+    return v;
+  }
+  friend vec abs(const vec& a) {
+    vec v;
+    for (int k = 0; k < K; ++k) v.r[k] = Reg::abs(a.r[k]);
+    return v;
+  }
+};
+
+// Folds a vector to one value by halves: the upper half is added onto the
+// lower half until one lane is left (for doubles: lanes 4-7 onto 0-3, then
+// 2-3 onto 0-1, then 1 onto 0). The tree is the same on every build.
+template <class T>
+inline T reduce_add(const vec<T>& v) {
+  alignas(64) T t[vec<T>::N];
+  v.storeu(t);
+  for (int h = vec<T>::N / 2; h >= 1; h /= 2)
+    for (int i = 0; i < h; ++i) t[i] = t[i] + t[i + h];
+  return t[0];
+}
+
+// The same halving tree with max: used by the index-of-maximum kernels.
+template <class T>
+inline T reduce_max(const vec<T>& v) {
+  alignas(64) T t[vec<T>::N];
+  v.storeu(t);
+  for (int h = vec<T>::N / 2; h >= 1; h /= 2)
+    for (int i = 0; i < h; ++i) t[i] = t[i + h] > t[i] ? t[i + h] : t[i];
+  return t[0];
+}
+template <class T>
+inline T reduce_min(const vec<T>& v) {
+  alignas(64) T t[vec<T>::N];
+  v.storeu(t);
+  for (int h = vec<T>::N / 2; h >= 1; h /= 2)
+    for (int i = 0; i < h; ++i) t[i] = t[i + h] < t[i] ? t[i + h] : t[i];
+  return t[0];
+}
+
+// Mask of the form (1 << r) - 1 on the logical vector's lanes.
+template <class T>
+inline unsigned lane_mask(int r) {
+  return r >= vec<T>::N ? (vec<T>::N == 32 ? 0xffffffffu : (1u << vec<T>::N) - 1u) : (1u << r) - 1u;
+}
+
+}  // namespace orb::simd
