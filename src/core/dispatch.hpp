@@ -7,7 +7,7 @@ namespace orb::core {
 
 struct kernel_table {
 #define ORB_K(ret, kernel, pub, params, args) ret(*kernel) params;
-#include "frame/kernels_level1.def"
+#include "frame/kernels.def"
 #undef ORB_K
   int level;         // dll_cpu_version of the library
   const char* name;  // its file name, or "built-in portable kernels"

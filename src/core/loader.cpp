@@ -18,7 +18,7 @@
 
 // The portable kernels linked into the core.
 #define ORB_K(ret, kernel, pub, params, args) extern "C" ret orb_blas_def_##kernel params;
-#include "frame/kernels_level1.def"
+#include "frame/kernels.def"
 #undef ORB_K
 
 namespace orb::core {
@@ -87,14 +87,14 @@ bool fill_from(void* h, const char* tag, kernel_table& t, std::string& missing) 
     missing = prefix + #kernel;                                                   \
     return false;                                                                 \
   }
-#include "frame/kernels_level1.def"
+#include "frame/kernels.def"
 #undef ORB_K
   return true;
 }
 
 void fill_portable(kernel_table& t) {
 #define ORB_K(ret, kernel, pub, params, args) t.kernel = &orb_blas_def_##kernel;
-#include "frame/kernels_level1.def"
+#include "frame/kernels.def"
 #undef ORB_K
   t.level = 0;
   t.name = "built-in portable kernels";

@@ -8,7 +8,7 @@
 #include "orb/orb_service.h"
 
 #define ORB_K(ret, kernel, pub, params, args) ORB_API ret ORB_BLAS(kernel) params;
-#include "frame/kernels_level1.def"
+#include "frame/kernels.def"
 #undef ORB_K
 
 // The instruction-set level this build serves (9 AVX-512, 7 AVX2, 0 portable).
