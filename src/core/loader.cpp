@@ -6,6 +6,7 @@
 // which library and why on stderr and tries the next. The portable build is
 // compiled into the core itself, so the chain always ends in a working table.
 #include <dlfcn.h>
+#include <unistd.h>
 
 #include <cstdio>
 #include <cstdlib>
@@ -60,8 +61,15 @@ void* open_build(int i) {
   l.tried = true;
   const std::string name = kBuilds[i].file;
   const std::string dir = core_directory();
-  void* h = dlopen((dir + name).c_str(), RTLD_NOW | RTLD_LOCAL);
-  if (!h) h = dlopen(name.c_str(), RTLD_NOW | RTLD_LOCAL);
+  // Beside the core first; the library search path only when the file is
+  // not there, so that the reason given is about the file we meant.
+  const std::string path = dir + name;
+  void* h = nullptr;
+  if (!dir.empty() && access(path.c_str(), F_OK) == 0) {
+    h = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
+  } else {
+    h = dlopen(name.c_str(), RTLD_NOW | RTLD_LOCAL);
+  }
   if (!h) {
     const char* e = dlerror();
     l.error = e ? e : "not found";
@@ -131,8 +139,9 @@ kernel_table load() {
       t.name = kBuilds[i].file;
       return t;
     }
-    std::fprintf(stderr, "orb: cannot use %s: %s; trying the next kernel library\n", name.c_str(),
-                 h ? ("it lacks " + missing).c_str() : g_loaded[i].error.c_str());
+    std::fprintf(stderr, "orb: cannot use %s: %s; trying %s\n", name.c_str(),
+                 h ? ("it lacks " + missing).c_str() : g_loaded[i].error.c_str(),
+                 i + 2 < kNumBuilds ? kBuilds[i + 1].file : "the built-in portable kernels");
   }
   fill_portable(t);
   return t;

@@ -1,0 +1,111 @@
+// The exported surface of every build, and how the core chooses a build.
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <string>
+
+#include "orb/orb_service.h"
+#include "tests/support/oracle.hpp"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+int expected_level(const std::string& tag) { return tag == "avx512" ? 9 : tag == "avx2" ? 7 : 0; }
+
+TEST(Frame, EveryBuildAnswersItsLevelAndVersions) {
+  for (const char* tag : orb::test::runnable_builds()) {
+    // dll_cpu_version is unprefixed; each build's copy answers its own level.
+    auto api = orb::test::kernel_of<int (*)()>(tag, "get_kernel_api_version");
+    ASSERT_NE(api, nullptr) << tag;
+    EXPECT_EQ(api(), 2) << tag;
+    for (const char* v : {"get_ikernel_api_version", "get_bkernel_api_version", "get_fkernel_api_version",
+                          "get_hkernel_api_version"}) {
+      auto f = orb::test::kernel_of<int (*)()>(tag, v);
+      ASSERT_NE(f, nullptr) << tag << " " << v;
+      EXPECT_EQ(f(), 1) << tag << " " << v;
+    }
+  }
+}
+
+TEST(Frame, EveryListedKernelIsExportedByEveryBuild) {
+  for (const char* tag : orb::test::runnable_builds()) {
+#define ORB_K(ret, kernel, pub, params, args) \
+  EXPECT_NE(orb_test_kernel(tag, #kernel), nullptr) << tag << " lacks " #kernel;
+#include "frame/kernels.def"
+#undef ORB_K
+  }
+}
+
+TEST(Frame, TheLoadedLibraryMatchesTheRequest) {
+  const char* isa = std::getenv("ORB_ISA");
+  if (!isa) GTEST_SKIP() << "no ORB_ISA";
+  EXPECT_EQ(orb_kernel_level(), expected_level(isa));
+}
+
+// Runs the probe on a core copied into dir; returns what it printed.
+struct ProbeResult {
+  std::string out, err;
+};
+
+ProbeResult run_probe(const fs::path& dir, const char* isa) {
+  const fs::path out = dir / "out.txt", err = dir / "err.txt";
+  std::string cmd = std::string(isa ? std::string("ORB_ISA=") + isa + " " : "env -u ORB_ISA ") + ORB_PROBE_PATH +
+                    " " + (dir / "liborb_core.so.2").string() + " >" + out.string() + " 2>" + err.string();
+  const int rc = std::system(cmd.c_str());
+  EXPECT_EQ(rc, 0) << cmd;
+  auto slurp = [](const fs::path& p) {
+    std::ifstream f(p);
+    return std::string(std::istreambuf_iterator<char>(f), {});
+  };
+  return {slurp(out), slurp(err)};
+}
+
+class LoaderFallback : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    dir_ = fs::temp_directory_path() / ("orb_loader_" + std::to_string(getpid()));
+    fs::remove_all(dir_);
+    fs::create_directories(dir_);
+    fs::copy_file(fs::path(ORB_LIB_DIR) / "liborb_core.so.2", dir_ / "liborb_core.so.2");
+  }
+  void TearDown() override { fs::remove_all(dir_); }
+  fs::path dir_;
+};
+
+TEST_F(LoaderFallback, MissingKernelLibrariesFallBackToThePortableBuild) {
+  auto r = run_probe(dir_, nullptr);
+  EXPECT_NE(r.out.find("library=built-in portable kernels level=0 ddot=32"), std::string::npos) << r.out;
+  if (orb_serv_cpu_detect() >= 7) {
+    EXPECT_NE(r.err.find("liborb_avx2.so.2"), std::string::npos) << r.err;
+  }
+}
+
+TEST_F(LoaderFallback, ABrokenLibraryIsNamedAndSkipped) {
+  if (orb_serv_cpu_detect() < 7) GTEST_SKIP() << "processor cannot run the avx2 build";
+  std::ofstream(dir_ / "liborb_avx2.so.2") << "not an ELF file\n";
+  auto r = run_probe(dir_, "avx2");
+  EXPECT_NE(r.err.find("cannot use liborb_avx2.so.2"), std::string::npos) << r.err;
+  EXPECT_NE(r.out.find("level=0 ddot=32"), std::string::npos) << r.out;
+}
+
+TEST_F(LoaderFallback, AnUnknownRequestIsReportedAndIgnored) {
+  fs::copy_file(fs::path(ORB_LIB_DIR) / "liborb_avx2.so.2", dir_ / "liborb_avx2.so.2");
+  auto r = run_probe(dir_, "sse9");
+  EXPECT_NE(r.err.find("ORB_ISA=sse9"), std::string::npos) << r.err;
+  EXPECT_NE(r.out.find("ddot=32"), std::string::npos) << r.out;
+}
+
+TEST_F(LoaderFallback, ALowerLevelCanBeForced) {
+  fs::copy_file(fs::path(ORB_LIB_DIR) / "liborb_avx2.so.2", dir_ / "liborb_avx2.so.2");
+  auto r = run_probe(dir_, "def");
+  EXPECT_NE(r.out.find("library=built-in portable kernels level=0"), std::string::npos) << r.out;
+  EXPECT_EQ(r.err, "");
+}
+
+}  // namespace
