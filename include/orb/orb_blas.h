@@ -10,6 +10,20 @@
 extern "C" {
 #endif
 
+/* engine */
+void orb_blas_sgemm(const char* transa, const char* transb, const int* m, const int* n, const int* k, const float* alpha, const float* a, const int* lda, const float* b, const int* ldb, const float* beta, float* c, const int* ldc);
+void orb_blas_dgemm(const char* transa, const char* transb, const int* m, const int* n, const int* k, const double* alpha, const double* a, const int* lda, const double* b, const int* ldb, const double* beta, double* c, const int* ldc);
+void orb_blas_cgemm(const char* transa, const char* transb, const int* m, const int* n, const int* k, const orb_complex8* alpha, const orb_complex8* a, const int* lda, const orb_complex8* b, const int* ldb, const orb_complex8* beta, orb_complex8* c, const int* ldc);
+void orb_blas_zgemm(const char* transa, const char* transb, const int* m, const int* n, const int* k, const orb_complex16* alpha, const orb_complex16* a, const int* lda, const orb_complex16* b, const int* ldb, const orb_complex16* beta, orb_complex16* c, const int* ldc);
+int orb_blas_sgemm_internal(const char* transa, const char* transb, const int* m, const int* n, const int* k, const float* alpha, const float* a, const int* lda, const float* b, const int* ldb, const float* beta, float* c, const int* ldc, const int* op, void** handle);
+int orb_blas_dgemm_internal(const char* transa, const char* transb, const int* m, const int* n, const int* k, const double* alpha, const double* a, const int* lda, const double* b, const int* ldb, const double* beta, double* c, const int* ldc, const int* op, void** handle);
+int orb_blas_cgemm_internal(const char* transa, const char* transb, const int* m, const int* n, const int* k, const orb_complex8* alpha, const orb_complex8* a, const int* lda, const orb_complex8* b, const int* ldb, const orb_complex8* beta, orb_complex8* c, const int* ldc, const int* op, void** handle);
+int orb_blas_zgemm_internal(const char* transa, const char* transb, const int* m, const int* n, const int* k, const orb_complex16* alpha, const orb_complex16* a, const int* lda, const orb_complex16* b, const int* ldb, const orb_complex16* beta, orb_complex16* c, const int* ldc, const int* op, void** handle);
+int orb_blas_sgemm_internal_team(const char* transa, const char* transb, const int* m, const int* n, const int* k, const float* alpha, const float* a, const int* lda, const float* b, const int* ldb, const float* beta, float* c, const int* ldc, const int* op, void** handle, const int* slot, const int* slots, const int* group, const int* copies, const int* thread, const int* nthreads, void* barrier);
+int orb_blas_dgemm_internal_team(const char* transa, const char* transb, const int* m, const int* n, const int* k, const double* alpha, const double* a, const int* lda, const double* b, const int* ldb, const double* beta, double* c, const int* ldc, const int* op, void** handle, const int* slot, const int* slots, const int* group, const int* copies, const int* thread, const int* nthreads, void* barrier);
+int orb_blas_cgemm_internal_team(const char* transa, const char* transb, const int* m, const int* n, const int* k, const orb_complex8* alpha, const orb_complex8* a, const int* lda, const orb_complex8* b, const int* ldb, const orb_complex8* beta, orb_complex8* c, const int* ldc, const int* op, void** handle, const int* slot, const int* slots, const int* group, const int* copies, const int* thread, const int* nthreads, void* barrier);
+int orb_blas_zgemm_internal_team(const char* transa, const char* transb, const int* m, const int* n, const int* k, const orb_complex16* alpha, const orb_complex16* a, const int* lda, const orb_complex16* b, const int* ldb, const orb_complex16* beta, orb_complex16* c, const int* ldc, const int* op, void** handle, const int* slot, const int* slots, const int* group, const int* copies, const int* thread, const int* nthreads, void* barrier);
+
 /* level1 */
 void orb_blas_saxpy(const int* n, const float* alpha, const float* x, const int* incx, float* y, const int* incy);
 void orb_blas_daxpy(const int* n, const double* alpha, const double* x, const int* incx, double* y, const int* incy);
