@@ -35,18 +35,31 @@ int orb_serv_cpu_detect(void);
 int orb_serv_cpuistvl(void); /* AVX-512 with VNNI (second generation) */
 int orb_serv_cpuisvsq(void); /* AVX-512 with VNNI, VBMI2 and BITALG (third) */
 int orb_serv_cpuisnrd(void); /* AVX-512 with FP16 or AMX tiles (later) */
-/* Cache size in bytes: selector 1, 2, 3 for that level's data cache;
-   0 when unknown. */
+/* Cache size in bytes: selector 1, 2, 3 for the data (or unified) cache
+   of that level, 0 for the last level the processor has; 0 when unknown or
+   for any other selector. */
 int orb_serv_get_cache_size(int selector);
 
-/* ---- Settings. 1 asks for the fastest path; other values ask for an
-   order of accumulation that does not hang on alignment. */
+/* ---- Settings, read from the environment once per process.
+   orb_serv_cbwr_get: 1 lets the caller take its fastest path; 2 asks for an
+   order of accumulation that does not hang on alignment. ORB_CBWR unset,
+   empty, "auto", "fast" or "1" gives 1; any other value gives 2.
+   orb_serv_verbose_mode: address of the process-wide verbose switch (0 off,
+   1 on), first taken from ORB_VERBOSE ("1", "on", "yes", "true" turn it on);
+   programs may write to it.
+   orb_serv_dsecnd: seconds on a monotonic clock; only differences mean
+   anything. orb_serv_print_verbose_info: one line on stdout,
+   "orb_verbose: <text> <time>". */
 int orb_serv_cbwr_get(int which);
 int* orb_serv_verbose_mode(void);
 double orb_serv_dsecnd(void);
 void orb_serv_print_verbose_info(int kind, const char* text, double seconds);
 
-/* ---- Errors and characters. */
+/* ---- Errors and characters. orb_serv_xerbla reports through the
+   Fortran-convention xerbla_(name, &position, name_length); the core has a
+   default that prints a line on stderr and returns, and a program's own
+   xerbla_ takes its place. The core also has the Fortran lsame_ and a
+   returning default cblas_xerbla(p, routine, form, ...). */
 void orb_serv_xerbla(const char* routine, const int* position, int routine_length);
 int orb_serv_lsame(const char* a, const char* b, int la, int lb);
 float orb_serv_s_sign(const float* a, const float* b);
@@ -54,7 +67,10 @@ double orb_serv_d_sign(const double* a, const double* b);
 float orb_serv_int2f_ceil(const float* x);
 double orb_serv_int2d_ceil(const double* x);
 
-/* ---- Threads. A lock word starts as zero. */
+/* ---- Threads. A lock word starts as zero. The split of divbythreads is
+   even (slices differ by at most one); divbythreadsnb deals out whole blocks
+   evenly, so every slice starts on a block multiple and only the last
+   non-empty one may end off it. A thread past the work gets length 0. */
 void orb_serv_lock(volatile int* word);
 void orb_serv_unlock(volatile int* word);
 void orb_serv_thread_yield(void);
@@ -65,8 +81,19 @@ int orb_serv_divbythreadsnb(const int* ithr, const int* nthr, const int* total, 
 void orb_conv_do_parallel(void (*fn)(int thread, int team_size, void* context), void* context);
 void orb_pdepl_pl_get_max_thread(int* result, void* unused);
 void orb_dft_bless_node_thr(void* node);
+/* Team size for parallel regions: the last orb_set_num_threads value above
+   0; otherwise ORB_NUM_THREADS, then OMP_NUM_THREADS (its first entry), then
+   the processors this process may run on. orb_set_num_threads(0) or less
+   returns to that default. */
+int orb_get_max_threads(void);
+void orb_set_num_threads(int n);
 
-/* ---- Messages. */
+/* ---- Messages. The catalogue holds a text for every number the
+   diagnostics use (0, 10 to 565, 1184 to 1219); the text arguments (const
+   char*) fill its %s places in order, missing ones read as empty.
+   orb_serv_get_msg returns a buffer of the calling thread, valid until its
+   next call there. orb_serv_print writes the message and a newline on stdout
+   (stream 1) or stderr (stream 2). */
 const char* orb_serv_get_msg(int number, int nargs, ...);
 void orb_serv_print(int stream, int number, int nargs, ...);
 void orb_serv_format_print(int zero, const char* format, int nargs, ...);
@@ -75,7 +102,21 @@ int orb_serv_fprintf_s(void* stream, const char* format, ...);
 void* orb_serv_fopen(const char* name, const char* mode);
 int orb_serv_fclose(void* stream);
 
-/* ---- Safe strings: never write past the destination's size. */
+/* ---- Safe strings: never write past the destination's size, and leave a
+   terminated text whenever the size is above 0.
+   strncpy_s, strncat_s, memmove_s, memcpy_unbounded_s return ORB_SAFE_OK,
+   ORB_SAFE_EINVAL (a null pointer or a size of 0: nothing copied) or
+   ORB_SAFE_ERANGE (the text was cut to fit; for the memory pair: the count
+   is above the size and nothing was copied).
+   sprintf_s and snprintf_s (which also stops after count characters) return
+   the length of the text written, or -1 when it was cut or the arguments
+   are unusable. sprintf_char_s writes in [position, end) and returns the
+   position of the terminator it wrote, so that calls chain; once the room
+   is full it returns end - 1. */
+#define ORB_SAFE_OK 0
+#define ORB_SAFE_EINVAL 22
+#define ORB_SAFE_ERANGE 34
+
 int orb_serv_strncpy_s(char* dest, size_t dest_size, const char* src, size_t count);
 int orb_serv_strncat_s(char* dest, size_t dest_size, const char* src, size_t count);
 int orb_serv_sprintf_s(char* dest, size_t dest_size, const char* format, ...);

@@ -3,8 +3,10 @@
 // it needs (XCR0), so a processor with AVX-512 under an OS that does not
 // enable it reports the AVX2 level.
 #include <cpuid.h>
+#include <unistd.h>
 
 #include <cstdint>
+#include <cstring>
 
 #include "orb/orb_service.h"
 
@@ -69,9 +71,70 @@ int detect() {
   return 0;
 }
 
+// Data and unified cache sizes by level (index 1 to 3), from the
+// deterministic cache leaf: 4 on Intel, 0x8000001D on AMD (with topology
+// extensions). Both list one cache per subleaf in the same format. Where
+// neither answers, the C library's sysconf view is used.
+struct cache_sizes {
+  std::int64_t level[4] = {0, 0, 0, 0};
+};
+
+void from_cache_leaf(unsigned leaf, cache_sizes& out) {
+  for (unsigned sub = 0; sub < 16; ++sub) {
+    unsigned a, b, c, d;
+    __cpuid_count(leaf, sub, a, b, c, d);
+    const unsigned type = a & 0x1f;  // 0 no more caches, 1 data, 2 instruction, 3 unified
+    if (type == 0) break;
+    const unsigned lvl = (a >> 5) & 0x7;
+    if (type == 2 || lvl < 1 || lvl > 3) continue;
+    const std::int64_t ways = ((b >> 22) & 0x3ff) + 1, parts = ((b >> 12) & 0x3ff) + 1;
+    const std::int64_t line = (b & 0xfff) + 1, sets = std::int64_t(c) + 1;
+    out.level[lvl] = ways * parts * line * sets;
+  }
+}
+
+cache_sizes read_caches() {
+  cache_sizes s;
+  unsigned a, b, c, d;
+  if (__get_cpuid(0, &a, &b, &c, &d)) {
+    const unsigned max_leaf = a;
+    char vendor[13] = {};
+    std::memcpy(vendor, &b, 4), std::memcpy(vendor + 4, &d, 4), std::memcpy(vendor + 8, &c, 4);
+    if (std::strcmp(vendor, "GenuineIntel") == 0 && max_leaf >= 4) {
+      from_cache_leaf(4, s);
+    } else if (std::strcmp(vendor, "AuthenticAMD") == 0 || std::strcmp(vendor, "HygonGenuine") == 0) {
+      const unsigned max_ext = __get_cpuid_max(0x80000000u, nullptr);
+      if (max_ext >= 0x8000001Du && __get_cpuid(0x80000001u, &a, &b, &c, &d) && (c & (1u << 22)))
+        from_cache_leaf(0x8000001Du, s);
+    }
+  }
+#if defined(_SC_LEVEL1_DCACHE_SIZE)
+  const int names[4] = {0, _SC_LEVEL1_DCACHE_SIZE, _SC_LEVEL2_CACHE_SIZE, _SC_LEVEL3_CACHE_SIZE};
+  for (int l = 1; l <= 3; ++l)
+    if (s.level[l] == 0) {
+      const long v = sysconf(names[l]);
+      if (v > 0) s.level[l] = v;
+    }
+#endif
+  return s;
+}
+
 }  // namespace
 
 extern "C" {
+
+// Selector 1 to 3: that level's data or unified cache; 0: the last level
+// present. 0 for anything unknown. Results above 2 GiB are clamped.
+int orb_serv_get_cache_size(int selector) {
+  static const cache_sizes s = read_caches();
+  std::int64_t v = 0;
+  if (selector >= 1 && selector <= 3) {
+    v = s.level[selector];
+  } else if (selector == 0) {
+    for (int l = 3; l >= 1 && v == 0; --l) v = s.level[l];
+  }
+  return v > 0x7fffffff ? 0x7fffffff : int(v);
+}
 
 int orb_serv_cpu_detect(void) {
   static const int level = detect();
