@@ -1,0 +1,150 @@
+// No-copy register kernels: C(mb x nb) = alpha op(A) op(B) + beta C with A
+// and B read where they lie, for the medium sizes where a packing pass would
+// cost more than it saves.
+//
+// A strip of rows of op(A) is held as vectors; each element of op(B) is
+// broadcast straight from memory; the tile is 6 columns wide. Every element
+// of C is one chain of fused multiply-adds over the K block, in order, then
+// alpha * sum + beta * C: the tile height can thus follow the register file
+// of the build (two vectors where 32 registers are there, one otherwise)
+// without changing a bit of the result.
+//
+// A transposed A (or an unaligned one when many columns reuse the strip)
+// is read once per strip into a page-aligned scratch on the stack, and the
+// remaining column tiles read the strip from there.
+#include "blas/engine/paths.hpp"
+
+namespace orb::paths {
+namespace {
+
+#if ORB_LEVEL >= 9
+constexpr int kStripVecs = 2;
+#else
+constexpr int kStripVecs = 1;
+#endif
+constexpr int kTileCols = 6;
+// K block the scratch holds; a longer K reads the strip in place.
+constexpr int kScratchK = 384;
+
+enum strip_mode { kSource, kSourceToScratch, kScratch };
+
+template <class T, bool TA>
+inline vec<T> load_strip(const T* a, int lda, int i, int p, int live) {
+  using V = vec<T>;
+  constexpr int N = V::N;
+  if (TA) return V::gather(a + p + ptrdiff_t(i) * lda, lda, live >= N ? N : live);
+  const T* src = a + i + ptrdiff_t(p) * lda;
+  return live >= N ? V::loadu(src) : V::load_mask(src, live);
+}
+
+template <class T, bool TA, bool TB, int BETA, int R, int NJ>
+void tile(strip_mode mode, int live, int kb, T alpha, const T* a, int lda, const T* b, int ldb, T beta, T* c,
+          int ldc, int i, int j, T* scratch) {
+  using V = vec<T>;
+  constexpr int N = V::N;
+  V acc[R][NJ];
+  for (int r = 0; r < R; ++r)
+    for (int q = 0; q < NJ; ++q) acc[r][q] = V::zero();
+  const T* bq[NJ];
+  for (int q = 0; q < NJ; ++q) bq[q] = TB ? b + j + q : b + ptrdiff_t(j + q) * ldb;
+  const ptrdiff_t bstep = TB ? ldb : 1;
+  for (int p = 0; p < kb; ++p) {
+    V av[R];
+    if (mode == kScratch) {
+      for (int r = 0; r < R; ++r) av[r] = V::load(scratch + (ptrdiff_t(p) * R + r) * N);
+    } else {
+      for (int r = 0; r < R; ++r) av[r] = load_strip<T, TA>(a, lda, i + r * N, p, live - r * N);
+      if (mode == kSourceToScratch)
+        for (int r = 0; r < R; ++r) av[r].store(scratch + (ptrdiff_t(p) * R + r) * N);
+    }
+    if (!TB && BETA == 1) __builtin_prefetch(bq[0] + p + 128 / sizeof(T));
+    for (int q = 0; q < NJ; ++q) {
+      const V bv = V::set1(bq[q][p * bstep]);
+      for (int r = 0; r < R; ++r) acc[r][q] = fma(av[r], bv, acc[r][q]);
+    }
+  }
+  const V va = V::set1(alpha), vb = V::set1(beta);
+  for (int q = 0; q < NJ; ++q) {
+    T* cc = c + i + ptrdiff_t(j + q) * ldc;
+    for (int r = 0; r < R; ++r) {
+      const int l = live - r * N;
+      if (l <= 0) break;
+      T* o = cc + r * N;
+      V out;
+      if (BETA == 0) out = va * acc[r][q];
+      else {
+        const V cv = l >= N ? V::loadu(o) : V::load_mask(o, l);
+        out = BETA == 1 ? fma(va, acc[r][q], cv) : fma(va, acc[r][q], vb * cv);
+      }
+      l >= N ? out.storeu(o) : out.store_mask(o, l);
+    }
+  }
+}
+
+template <class T, bool TA, bool TB, int BETA, int R>
+void strip(strip_mode first, int live, int nb, int kb, T alpha, const T* a, int lda, const T* b, int ldb, T beta,
+           T* c, int ldc, int i, T* scratch) {
+  strip_mode mode = first;
+  for (int j = 0; j < nb; j += kTileCols) {
+    const int nj = nb - j < kTileCols ? nb - j : kTileCols;
+    switch (nj) {
+#define ORB_TILE(w) \
+  case w: tile<T, TA, TB, BETA, R, w>(mode, live, kb, alpha, a, lda, b, ldb, beta, c, ldc, i, j, scratch); break;
+      ORB_TILE(1) ORB_TILE(2) ORB_TILE(3) ORB_TILE(4) ORB_TILE(5) ORB_TILE(6)
+#undef ORB_TILE
+    }
+    if (mode == kSourceToScratch) mode = kScratch;
+  }
+}
+
+template <class T, bool TA, bool TB, int BETA>
+void nocopy(int mb, int nb, int kb, const T* palpha, const T* a, int lda, const T* b, int ldb, const T* pbeta, T* c,
+            int ldc) {
+  using V = vec<T>;
+  constexpr int N = V::N, S = kStripVecs * N;
+  if (mb < 1 || nb < 1) return;
+  const T alpha = *palpha, beta = BETA == 2 ? *pbeta : T(BETA);
+  if (kb < 1) {
+    // Nothing to add: only beta acts.
+    if (BETA != 1)
+      for (int j = 0; j < nb; ++j) scale_column(mb, beta, c + ptrdiff_t(j) * ldc);
+    return;
+  }
+  // Room for one strip over the K block, page-aligned.
+  alignas(4096) T scratch[kScratchK * S + 128 / sizeof(T)];
+  strip_mode first = kSource;
+  if (kb <= kScratchK && nb > kTileCols) {
+    const bool unaligned = (reinterpret_cast<std::uintptr_t>(a) % 32) != 0 || (ptrdiff_t(lda) * sizeof(T)) % 32 != 0;
+    if (TA || (nb > 18 && unaligned)) first = kSourceToScratch;
+  }
+  int i = 0;
+  for (; i + S <= mb; i += S)
+    strip<T, TA, TB, BETA, kStripVecs>(first, S, nb, kb, alpha, a, lda, b, ldb, beta, c, ldc, i, scratch);
+  for (; i < mb; i += N)
+    strip<T, TA, TB, BETA, 1>(first, mb - i < N ? mb - i : N, nb, kb, alpha, a, lda, b, ldb, beta, c, ldc, i,
+                              scratch);
+}
+
+}  // namespace
+}  // namespace orb::paths
+
+using namespace orb::paths;
+
+#define ORB_NOCOPY_DEF(T, x, op, ta, tb)                                                          \
+  ORB_API void ORB_BLAS(x##gemm_kernel_nocopy_##op##_b0)(ORB_NOCOPY_ARGS(T)) {                  \
+    nocopy<T, ta, tb, 0>(mb, nb, kb, alpha, a, lda, b, ldb, beta, c, ldc);                      \
+  }                                                                                             \
+  ORB_API void ORB_BLAS(x##gemm_kernel_nocopy_##op##_b1)(ORB_NOCOPY_ARGS(T)) {                  \
+    nocopy<T, ta, tb, 1>(mb, nb, kb, alpha, a, lda, b, ldb, beta, c, ldc);                      \
+  }                                                                                             \
+  ORB_API void ORB_BLAS(x##gemm_kernel_nocopy_##op##_bn)(ORB_NOCOPY_ARGS(T)) {                  \
+    nocopy<T, ta, tb, 2>(mb, nb, kb, alpha, a, lda, b, ldb, beta, c, ldc);                      \
+  }
+ORB_NOCOPY_DEF(double, d, NN, false, false)
+ORB_NOCOPY_DEF(double, d, NT, false, true)
+ORB_NOCOPY_DEF(double, d, TN, true, false)
+ORB_NOCOPY_DEF(double, d, TT, true, true)
+ORB_NOCOPY_DEF(float, s, NN, false, false)
+ORB_NOCOPY_DEF(float, s, NT, false, true)
+ORB_NOCOPY_DEF(float, s, TN, true, false)
+ORB_NOCOPY_DEF(float, s, TT, true, true)
