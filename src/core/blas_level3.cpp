@@ -1,0 +1,217 @@
+// Public GEMM names (orb_blas_sgemm, ...) and the packed-operand interface.
+//
+// orb_blas_?gemm checks its arguments as the reference routine does, in its
+// order, reports the first illegal one through orb_serv_xerbla and returns
+// without touching C. A legal call runs on the core's threads when it is
+// big enough: C is cut into blocks of rows and columns (never K) and each
+// thread runs the kernel's x?gemm on its block. A cut is taken only when
+// every block goes down the same path of the kernel as the whole call
+// would, and every path sums each element of C in an order fixed by K
+// alone, so the result is the same to the bit for any number of threads.
+#include <algorithm>
+#include <cctype>
+#include <cstdint>
+#include <new>
+
+#ifdef ORB_HAVE_OPENMP
+#include <omp.h>
+#endif
+
+#include "blas/engine/paths_route.hpp"
+#include "core/dispatch.hpp"
+#include "orb/orb_blas.h"
+#include "orb/orb_gemm_pack.h"
+#include "orb/orb_service.h"
+
+namespace orb::core {
+namespace {
+
+using paths::route;
+
+template <class T> struct gemm_type;
+template <> struct gemm_type<float> {
+  static constexpr char letter = 's';
+  static constexpr const char* name = "SGEMM";
+  static bool is_zero(const float& v) { return v == 0.0f; }
+  static bool is_one(const float& v) { return v == 1.0f; }
+};
+template <> struct gemm_type<double> {
+  static constexpr char letter = 'd';
+  static constexpr const char* name = "DGEMM";
+  static bool is_zero(const double& v) { return v == 0.0; }
+  static bool is_one(const double& v) { return v == 1.0; }
+};
+template <> struct gemm_type<orb_complex8> {
+  static constexpr char letter = 'c';
+  static constexpr const char* name = "CGEMM";
+  static bool is_zero(const orb_complex8& v) { return v.re == 0.0f && v.im == 0.0f; }
+  static bool is_one(const orb_complex8& v) { return v.re == 1.0f && v.im == 0.0f; }
+};
+template <> struct gemm_type<orb_complex16> {
+  static constexpr char letter = 'z';
+  static constexpr const char* name = "ZGEMM";
+  static bool is_zero(const orb_complex16& v) { return v.re == 0.0 && v.im == 0.0; }
+  static bool is_one(const orb_complex16& v) { return v.re == 1.0 && v.im == 0.0; }
+};
+
+template <class T>
+auto gemm_kernel() {
+  if constexpr (gemm_type<T>::letter == 's') return kernels().xsgemm;
+  else if constexpr (gemm_type<T>::letter == 'd') return kernels().xdgemm;
+  else if constexpr (gemm_type<T>::letter == 'c') return kernels().xcgemm;
+  else return kernels().xzgemm;
+}
+
+inline char fold(char c) { return char(c & ~32); }
+inline bool trans_ok(char c) {
+  c = fold(c);
+  return c == 'N' || c == 'T' || c == 'C';
+}
+inline int max1(int v) { return v > 1 ? v : 1; }
+
+}  // namespace
+
+// 0 when legal, else the position the reference routine reports.
+int gemm_check(char transa, char transb, int m, int n, int k, int lda, int ldb, int ldc) {
+  const int nrowa = fold(transa) == 'N' ? m : k;
+  const int nrowb = fold(transb) == 'N' ? k : n;
+  if (!trans_ok(transa)) return 1;
+  if (!trans_ok(transb)) return 2;
+  if (m < 0) return 3;
+  if (n < 0) return 4;
+  if (k < 0) return 5;
+  if (lda < max1(nrowa)) return 8;
+  if (ldb < max1(nrowb)) return 10;
+  if (ldc < max1(m)) return 13;
+  return 0;
+}
+
+namespace {
+
+// Below this many multiply-adds a call stays on one thread: the team costs
+// more than it saves.
+constexpr double kThreadedWork = 96.0 * 96.0 * 96.0;
+// Row blocks start on multiples of this, which every type's register tile
+// divides, so no block starts inside a tile.
+constexpr int kRowAlign = 16;
+
+struct grid {
+  int tm = 1, tn = 1;  // blocks of rows, of columns
+  int rows = 0, cols = 0;  // rows and columns of a full block
+};
+
+// Rows (or columns) of block b when `total` is cut into blocks of `step`.
+inline int part(int total, int step, int b) {
+  const int first = b * step;
+  return first >= total ? 0 : std::min(step, total - first);
+}
+
+template <class T>
+grid plan(char ta, char tb, int m, int n, int k, bool alpha_zero, bool beta_one, int threads) {
+  grid best;
+  if (threads < 2) return best;
+  if (double(m) * n * std::max(k, 1) < kThreadedWork) return best;
+  const char type = gemm_type<T>::letter;
+  const route whole = paths::gemm_route(type, ta, tb, m, n, k, alpha_zero, beta_one);
+  if (whole == route::none || whole == route::sm) return best;
+  int best_blocks = 1;
+  for (int tm = 1; tm <= threads; ++tm) {
+    for (int tn = 1; tm * tn <= threads; ++tn) {
+      if (tm * tn <= best_blocks) continue;
+      int rows = (m + tm - 1) / tm;
+      if (tm > 1) rows = (rows + kRowAlign - 1) / kRowAlign * kRowAlign;
+      const int cols = (n + tn - 1) / tn;
+      // Every block must be non-empty and take the whole call's path.
+      if (part(m, rows, tm - 1) < 1 || part(n, cols, tn - 1) < 1) continue;
+      bool same = true;
+      const int rs[2] = {rows, part(m, rows, tm - 1)};
+      const int cs[2] = {cols, part(n, cols, tn - 1)};
+      for (int r : rs)
+        for (int c : cs) same = same && paths::gemm_route(type, ta, tb, r, c, k, alpha_zero, beta_one) == whole;
+      if (!same) continue;
+      best = {tm, tn, rows, cols};
+      best_blocks = tm * tn;
+    }
+  }
+  return best;
+}
+
+template <class T>
+void run_gemm(const char* transa, const char* transb, int m, int n, int k, const T* alpha, const T* a, int lda,
+              const T* b, int ldb, const T* beta, T* c, int ldc) {
+  using G = gemm_type<T>;
+  const auto kernel = gemm_kernel<T>();
+  const char ta = fold(*transa), tb = fold(*transb);
+  int threads = orb_get_max_threads();
+#ifdef ORB_HAVE_OPENMP
+  if (omp_in_parallel()) threads = 1;
+#else
+  threads = 1;
+#endif
+  const grid g = plan<T>(ta, tb, m, n, k, G::is_zero(*alpha), G::is_one(*beta), threads);
+  const int blocks = g.tm * g.tn;
+  if (blocks < 2) {
+    kernel(transa, transb, &m, &n, &k, alpha, a, &lda, b, &ldb, beta, c, &ldc);
+    return;
+  }
+  auto block = [&](int id) {
+    const int bi = id / g.tn, bj = id % g.tn;
+    const int i0 = bi * g.rows, j0 = bj * g.cols;
+    const int mb = part(m, g.rows, bi), nb = part(n, g.cols, bj);
+    if (mb < 1 || nb < 1) return;
+    // op(A) rows i0.. and op(B) columns j0.. of the whole call.
+    const T* ab = ta == 'N' ? a + i0 : a + std::ptrdiff_t(i0) * lda;
+    const T* bb = tb == 'N' ? b + std::ptrdiff_t(j0) * ldb : b + j0;
+    kernel(transa, transb, &mb, &nb, &k, alpha, ab, &lda, bb, &ldb, beta, c + i0 + std::ptrdiff_t(j0) * ldc, &ldc);
+  };
+#ifdef ORB_HAVE_OPENMP
+#pragma omp parallel for num_threads(blocks) schedule(static, 1)
+  for (int id = 0; id < blocks; ++id) block(id);
+#else
+  for (int id = 0; id < blocks; ++id) block(id);
+#endif
+}
+
+template <class T>
+void public_gemm(const char* transa, const char* transb, const int* m, const int* n, const int* k, const T* alpha,
+                 const T* a, const int* lda, const T* b, const int* ldb, const T* beta, T* c, const int* ldc) {
+  using G = gemm_type<T>;
+  const int info = gemm_check(*transa, *transb, *m, *n, *k, *lda, *ldb, *ldc);
+  if (info != 0) {
+    orb_serv_xerbla(G::name, &info, 5);
+    return;
+  }
+  if (*m == 0 || *n == 0) return;
+  if ((G::is_zero(*alpha) || *k == 0) && G::is_one(*beta)) return;
+  run_gemm<T>(transa, transb, *m, *n, *k, alpha, a, *lda, b, *ldb, beta, c, *ldc);
+}
+
+}  // namespace
+}  // namespace orb::core
+
+using orb::core::public_gemm;
+
+extern "C" {
+
+void orb_blas_sgemm(const char* transa, const char* transb, const int* m, const int* n, const int* k,
+                    const float* alpha, const float* a, const int* lda, const float* b, const int* ldb,
+                    const float* beta, float* c, const int* ldc) {
+  public_gemm(transa, transb, m, n, k, alpha, a, lda, b, ldb, beta, c, ldc);
+}
+void orb_blas_dgemm(const char* transa, const char* transb, const int* m, const int* n, const int* k,
+                    const double* alpha, const double* a, const int* lda, const double* b, const int* ldb,
+                    const double* beta, double* c, const int* ldc) {
+  public_gemm(transa, transb, m, n, k, alpha, a, lda, b, ldb, beta, c, ldc);
+}
+void orb_blas_cgemm(const char* transa, const char* transb, const int* m, const int* n, const int* k,
+                    const orb_complex8* alpha, const orb_complex8* a, const int* lda, const orb_complex8* b,
+                    const int* ldb, const orb_complex8* beta, orb_complex8* c, const int* ldc) {
+  public_gemm(transa, transb, m, n, k, alpha, a, lda, b, ldb, beta, c, ldc);
+}
+void orb_blas_zgemm(const char* transa, const char* transb, const int* m, const int* n, const int* k,
+                    const orb_complex16* alpha, const orb_complex16* a, const int* lda, const orb_complex16* b,
+                    const int* ldb, const orb_complex16* beta, orb_complex16* c, const int* ldc) {
+  public_gemm(transa, transb, m, n, k, alpha, a, lda, b, ldb, beta, c, ldc);
+}
+
+}  // extern "C"
