@@ -28,28 +28,30 @@ namespace {
 
 using paths::route;
 
+// Names go to xerbla_ blank-padded to six characters, the width the
+// reference test programs' XERBLA declares for them.
 template <class T> struct gemm_type;
 template <> struct gemm_type<float> {
   static constexpr char letter = 's';
-  static constexpr const char* name = "SGEMM";
+  static constexpr const char* name = "SGEMM ";
   static bool is_zero(const float& v) { return v == 0.0f; }
   static bool is_one(const float& v) { return v == 1.0f; }
 };
 template <> struct gemm_type<double> {
   static constexpr char letter = 'd';
-  static constexpr const char* name = "DGEMM";
+  static constexpr const char* name = "DGEMM ";
   static bool is_zero(const double& v) { return v == 0.0; }
   static bool is_one(const double& v) { return v == 1.0; }
 };
 template <> struct gemm_type<orb_complex8> {
   static constexpr char letter = 'c';
-  static constexpr const char* name = "CGEMM";
+  static constexpr const char* name = "CGEMM ";
   static bool is_zero(const orb_complex8& v) { return v.re == 0.0f && v.im == 0.0f; }
   static bool is_one(const orb_complex8& v) { return v.re == 1.0f && v.im == 0.0f; }
 };
 template <> struct gemm_type<orb_complex16> {
   static constexpr char letter = 'z';
-  static constexpr const char* name = "ZGEMM";
+  static constexpr const char* name = "ZGEMM ";
   static bool is_zero(const orb_complex16& v) { return v.re == 0.0 && v.im == 0.0; }
   static bool is_one(const orb_complex16& v) { return v.re == 1.0 && v.im == 0.0; }
 };
@@ -178,7 +180,7 @@ void public_gemm(const char* transa, const char* transb, const int* m, const int
   using G = gemm_type<T>;
   const int info = gemm_check(*transa, *transb, *m, *n, *k, *lda, *ldb, *ldc);
   if (info != 0) {
-    orb_serv_xerbla(G::name, &info, 5);
+    orb_serv_xerbla(G::name, &info, 6);
     return;
   }
   if (*m == 0 || *n == 0) return;
