@@ -1,0 +1,301 @@
+// Rank updates, symmetric and Hermitian products, triangular product and
+// solve: the reference BLAS at block-edge sizes, the documented edges
+// (skipped columns, real diagonals, unread unit diagonals, no-buffer
+// paths), and the threaded forms against the single-thread ones.
+#include <cmath>
+#include <limits>
+
+#include "tests/blas/level2/l2_support.hpp"
+
+namespace {
+
+using namespace orb::l2test;
+using orb::test::reference;
+
+const double kNaN = std::numeric_limits<double>::quiet_NaN();
+
+// Runs f with the core's team size set to t, then restores the default.
+template <class F>
+void with_threads(int t, F f) {
+  orb_set_num_threads(t);
+  f();
+  orb_set_num_threads(0);
+}
+
+// ---- ger ---------------------------------------------------------------------
+
+TEST(Ger, ZeroInYSkipsItsColumnSoNaNSurvives) {
+  const int m = 13, n = 6, lda = 13, one = 1;
+  auto a = rnd<double>(std::size_t(m) * n, 1);
+  const auto x = rnd<double>(m, 2);
+  auto y = rnd<double>(n, 3);
+  y[2] = 0.0;
+  a[2 * lda + 5] = kNaN;
+  auto want = a;
+  const double alpha = 1.5;
+  for (int j = 0; j < n; ++j)
+    if (y[j] != 0.0)
+      for (int i = 0; i < m; ++i) want[std::size_t(j) * lda + i] = std::fma(y[j] * alpha, x[i], want[std::size_t(j) * lda + i]);
+  orb_blas_dger(&m, &n, &alpha, x.data(), &one, y.data(), &one, a.data(), &lda);
+  EXPECT_TRUE(std::isnan(a[2 * lda + 5]));
+  EXPECT_TRUE(same(a, want));
+
+  std::vector<orb_complex16> az(std::size_t(m) * n, orb_complex16{1, 1});
+  az[3 * lda + 4] = orb_complex16{kNaN, 0};
+  auto yz = rnd<orb_complex16>(n, 4);
+  const auto xz = rnd<orb_complex16>(m, 5);
+  yz[3] = orb_complex16{0, 0};
+  const orb_complex16 al{1, 2};
+  orb_blas_zgerc(&m, &n, &al, xz.data(), &one, yz.data(), &one, az.data(), &lda);
+  EXPECT_TRUE(std::isnan(az[3 * lda + 4].re));
+  EXPECT_EQ(az[3 * lda + 5].re, 1.0);
+}
+
+// ---- Hermitian updates ----------------------------------------------------------
+
+// Every Hermitian update leaves a real diagonal, also in the columns that a
+// zero x(j) skips.
+TEST(HermitianUpdates, ClearTheImaginaryPartOfTheDiagonal) {
+  const int n = 9, lda = 9, one = 1;
+  for (const char* uplo : {"U", "L"}) {
+    auto x = rnd<orb_complex16>(n, 6), y = rnd<orb_complex16>(n, 7);
+    x[4] = orb_complex16{0, 0};
+    y[4] = orb_complex16{0, 0};
+    std::vector<orb_complex16> a(std::size_t(n) * lda, orb_complex16{0.5, 0.25});
+    std::vector<orb_complex16> ap(std::size_t(n) * (n + 1) / 2, orb_complex16{0.5, 0.25});
+    auto a2 = a, ap2 = ap;
+    const double alpha = 0.5;
+    const orb_complex16 alpha2{0.5, -1};
+    orb_blas_zher(uplo, &n, &alpha, x.data(), &one, a.data(), &lda);
+    orb_blas_zhpr(uplo, &n, &alpha, x.data(), &one, ap.data());
+    orb_blas_zher2(uplo, &n, &alpha2, x.data(), &one, y.data(), &one, a2.data(), &lda);
+    orb_blas_zhpr2(uplo, &n, &alpha2, x.data(), &one, y.data(), &one, ap2.data());
+    for (int j = 0; j < n; ++j) {
+      const std::size_t d = std::size_t(j) * lda + j;
+      const std::size_t p = *uplo == 'U' ? std::size_t(j) * (j + 1) / 2 + j : std::size_t(j) * n - std::size_t(j) * (j - 1) / 2;
+      EXPECT_EQ(a[d].im, 0.0) << uplo << j;
+      EXPECT_EQ(a2[d].im, 0.0) << uplo << j;
+      EXPECT_EQ(ap[p].im, 0.0) << uplo << j;
+      EXPECT_EQ(ap2[p].im, 0.0) << uplo << j;
+    }
+    EXPECT_EQ(a[4 * lda + 4].re, 0.5);
+  }
+  std::vector<orb_complex8> c(16, orb_complex8{1, 1});
+  std::vector<orb_complex8> xc(4, orb_complex8{0, 0});
+  const int four = 4;
+  const float al = 1;
+  orb_blas_cher("L", &four, &al, xc.data(), &one, c.data(), &four);
+  for (int j = 0; j < 4; ++j) EXPECT_EQ(c[j * 4 + j].im, 0.f);
+}
+
+// ---- Symmetric rank updates on the core's threads ------------------------------------
+
+TEST(SymmetricUpdates, ThreadedSharesGiveTheSingleThreadBits) {
+  const int n = 1300, lda = 1301, inc = 1, incn = -2;
+  const auto x = rnd<double>(span(n, incn), 8), y = rnd<double>(n, 9);
+  const auto a0 = rnd<double>(std::size_t(lda) * n, 10);
+  const double alpha = -0.75;
+  for (const char* uplo : {"U", "L"}) {
+    auto a1 = a0, a4 = a0, b1 = a0, b4 = a0;
+    with_threads(1, [&] {
+      orb_blas_dsyr(uplo, &n, &alpha, x.data(), &incn, a1.data(), &lda);
+      orb_blas_dsyr2(uplo, &n, &alpha, x.data(), &incn, y.data(), &inc, b1.data(), &lda);
+    });
+    with_threads(4, [&] {
+      orb_blas_dsyr(uplo, &n, &alpha, x.data(), &incn, a4.data(), &lda);
+      orb_blas_dsyr2(uplo, &n, &alpha, x.data(), &incn, y.data(), &inc, b4.data(), &lda);
+    });
+    EXPECT_TRUE(same(a4, a1)) << uplo;
+    EXPECT_TRUE(same(b4, b1)) << uplo;
+    // and the reference agrees
+    auto ar = a0;
+    reference<void (*)(const char*, const int*, const double*, const double*, const int*, double*, const int*,
+                       std::size_t)>("dsyr_")(uplo, &n, &alpha, x.data(), &incn, ar.data(), &lda, 1);
+    EXPECT_TRUE(close(a1, ar, 4));
+  }
+}
+
+// ---- Triangular product and solve -------------------------------------------------------
+
+template <class E>
+using tr_fn = void (*)(const char*, const char*, const char*, const int*, const E*, const int*, E*, const int*);
+template <class E>
+using ref_tr_fn = void (*)(const char*, const char*, const char*, const int*, const E*, const int*, E*, const int*,
+                           std::size_t, std::size_t, std::size_t);
+template <class E> tr_fn<E> pub_trsv();
+template <> tr_fn<double> pub_trsv<double>() { return orb_blas_dtrsv; }
+template <> tr_fn<float> pub_trsv<float>() { return orb_blas_strsv; }
+template <> tr_fn<orb_complex16> pub_trsv<orb_complex16>() { return orb_blas_ztrsv; }
+template <> tr_fn<orb_complex8> pub_trsv<orb_complex8>() { return orb_blas_ctrsv; }
+template <class E> tr_fn<E> pub_trmv();
+template <> tr_fn<double> pub_trmv<double>() { return orb_blas_dtrmv; }
+template <> tr_fn<float> pub_trmv<float>() { return orb_blas_strmv; }
+template <> tr_fn<orb_complex16> pub_trmv<orb_complex16>() { return orb_blas_ztrmv; }
+template <> tr_fn<orb_complex8> pub_trmv<orb_complex8>() { return orb_blas_ctrmv; }
+
+// A well-conditioned triangle: dominant diagonal.
+template <class E>
+std::vector<E> triangle(int n, int lda, unsigned seed) {
+  auto a = rnd<E>(std::size_t(lda) * n, seed);
+  for (int j = 0; j < n; ++j) a[std::size_t(j) * lda + j] = make<E>(n + 1.0, 0.5);
+  return a;
+}
+
+template <class E>
+long double magnitude(const std::vector<E>& v) {
+  long double m = 1;
+  for (const E& e : v) m = std::max(m, std::abs(val(e)));
+  return m;
+}
+
+template <class E>
+class Triangular : public ::testing::Test {};
+using Types = ::testing::Types<float, double, orb_complex8, orb_complex16>;
+TYPED_TEST_SUITE(Triangular, Types);
+
+// The block edges of the solve (31, 32, 33: no full block, one, one and a
+// remainder row) and of the product (64, 65), for every letter.
+TYPED_TEST(Triangular, SolveAndProductMatchReferenceAtBlockEdges) {
+  using E = TypeParam;
+  const auto rsv = reference<ref_tr_fn<E>>((letter<E>() + "trsv_").c_str());
+  const auto rmv = reference<ref_tr_fn<E>>((letter<E>() + "trmv_").c_str());
+  for (const int n : {1, 31, 32, 33, 64, 65, 97})
+    for (const char* uplo : {"U", "L"})
+      for (const char* tr : {"N", "T", "C"})
+        for (const char* diag : {"N", "U"})
+          for (const int inc : {1, -2}) {
+            const int lda = n + 1;
+            const auto a = triangle<E>(n, lda, unsigned(n + *uplo + *tr));
+            const auto x0 = rnd<E>(span(n, inc), 3);
+            auto x = x0, xr = x0;
+            pub_trsv<E>()(uplo, tr, diag, &n, a.data(), &lda, x.data(), &inc);
+            rsv(uplo, tr, diag, &n, a.data(), &lda, xr.data(), &inc, 1, 1, 1);
+            // A unit triangle with random entries grows the solution: the
+            // tolerance follows the size of the result.
+            ASSERT_TRUE(close(x, xr, 8.0L * n * magnitude(xr))) << "trsv " << uplo << tr << diag << " n=" << n << " inc " << inc;
+            x = x0, xr = x0;
+            pub_trmv<E>()(uplo, tr, diag, &n, a.data(), &lda, x.data(), &inc);
+            rmv(uplo, tr, diag, &n, a.data(), &lda, xr.data(), &inc, 1, 1, 1);
+            ASSERT_TRUE(close(x, xr, 4.0L * n * n)) << "trmv " << uplo << tr << diag << " n=" << n << " inc " << inc;
+          }
+}
+
+TEST(TriangularEdges, UnitDiagonalIsNeverRead) {
+  const int n = 70, lda = 70, one = 1;
+  auto a = triangle<double>(n, lda, 5);
+  auto b = a;
+  for (int j = 0; j < n; ++j) a[std::size_t(j) * lda + j] = kNaN, b[std::size_t(j) * lda + j] = 12345.0;
+  for (const char* uplo : {"U", "L"})
+    for (const char* tr : {"N", "T"}) {
+      auto x = rnd<double>(n, 6), y = x, u = x, v = x;
+      orb_blas_dtrsv(uplo, tr, "U", &n, a.data(), &lda, x.data(), &one);
+      orb_blas_dtrsv(uplo, tr, "U", &n, b.data(), &lda, y.data(), &one);
+      EXPECT_TRUE(same(x, y)) << uplo << tr;
+      orb_blas_dtrmv(uplo, tr, "U", &n, a.data(), &lda, u.data(), &one);
+      orb_blas_dtrmv(uplo, tr, "U", &n, b.data(), &lda, v.data(), &one);
+      EXPECT_TRUE(same(u, v)) << uplo << tr;
+      std::vector<double> ap(std::size_t(n) * (n + 1) / 2, kNaN), xp(n, 1.0);
+      // packed: off-diagonal zero, diagonal NaN: unit solve leaves x
+      for (int j = 0; j < n; ++j)
+        for (int i = 0; i < n; ++i) {
+          const bool upper = *uplo == 'U';
+          if (upper ? i < j : i > j)
+            ap[upper ? std::size_t(j) * (j + 1) / 2 + i : std::size_t(j) * n - std::size_t(j) * (j - 1) / 2 + i - j] = 0.0;
+        }
+      orb_blas_dtpsv(uplo, tr, "U", &n, ap.data(), xp.data(), &one);
+      for (double e : xp) EXPECT_EQ(e, 1.0);
+    }
+}
+
+TEST(TriangularEdges, ZeroOnTheDiagonalGivesInfinitiesNotAStop) {
+  const int n = 40, lda = 40, one = 1;
+  auto a = triangle<double>(n, lda, 9);
+  a[std::size_t(39) * lda + 39] = 0.0;
+  std::vector<double> x(n, 1.0);
+  orb_blas_dtrsv("U", "N", "N", &n, a.data(), &lda, x.data(), &one);
+  EXPECT_TRUE(std::isinf(x[39]));
+}
+
+// Large products run on the core's threads, a share of rows each.
+TEST(TriangularEdges, ThreadedProductMatchesReference) {
+  const int n = 2200, lda = 2200, inc = -1;
+  const auto a = triangle<double>(n, lda, 21);
+  const auto rmv = reference<ref_tr_fn<double>>("dtrmv_");
+  for (const char* uplo : {"U", "L"})
+    for (const char* tr : {"N", "T"}) {
+      const auto x0 = rnd<double>(n, 22);
+      auto x = x0, xr = x0;
+      with_threads(4, [&] { orb_blas_dtrmv(uplo, tr, "N", &n, a.data(), &lda, x.data(), &inc); });
+      rmv(uplo, tr, "N", &n, a.data(), &lda, xr.data(), &inc, 1, 1, 1);
+      EXPECT_TRUE(close(x, xr, 4.0L * n * n)) << uplo << tr;
+    }
+}
+
+// ---- Symmetric and Hermitian products ------------------------------------------------------
+
+template <class E>
+using symv_fn = void (*)(const char*, const int*, const E*, const E*, const int*, const E*, const int*, const E*,
+                         E*, const int*);
+template <class E>
+using ref_symv_fn = void (*)(const char*, const int*, const E*, const E*, const int*, const E*, const int*,
+                             const E*, E*, const int*, std::size_t);
+template <class E> symv_fn<E> pub_symv();
+template <> symv_fn<double> pub_symv<double>() { return orb_blas_dsymv; }
+template <> symv_fn<float> pub_symv<float>() { return orb_blas_ssymv; }
+template <> symv_fn<orb_complex16> pub_symv<orb_complex16>() { return orb_blas_zhemv; }
+template <> symv_fn<orb_complex8> pub_symv<orb_complex8>() { return orb_blas_chemv; }
+
+template <class E>
+class Symv : public ::testing::Test {};
+TYPED_TEST_SUITE(Symv, Types);
+
+// Against the reference; with strided y also without buffers, which must
+// agree up to rounding; beta = 0 never reads y.
+TYPED_TEST(Symv, MatchesReferenceWithAndWithoutBuffers) {
+  using E = TypeParam;
+  const auto ref = reference<ref_symv_fn<E>>((letter<E>() + (is_complex<E> ? "hemv_" : "symv_")).c_str());
+  unsigned seed = 50;
+  for (const int n : {1, 5, 8, 37, 150})
+    for (const char* uplo : {"U", "L"})
+      for (const int incx : {1, -2})
+        for (const int incy : {1, 3}) {
+          const int lda = n + 2;
+          const auto a = rnd<E>(std::size_t(lda) * n, seed++);
+          const auto x = rnd<E>(span(n, incx), seed++);
+          const auto y0 = rnd<E>(span(n, incy), seed++);
+          const E alpha = make<E>(0.5, 1), beta = make<E>(-1, 0.5);
+          auto y = y0, yr = y0, yn = y0;
+          pub_symv<E>()(uplo, &n, &alpha, a.data(), &lda, x.data(), &incx, &beta, y.data(), &incy);
+          ref(uplo, &n, &alpha, a.data(), &lda, x.data(), &incx, &beta, yr.data(), &incy, 1);
+          ASSERT_TRUE(close(y, yr, 4.0L * (n + 2))) << uplo << " n=" << n << " " << incx << "," << incy;
+          {
+            no_memory none;
+            pub_symv<E>()(uplo, &n, &alpha, a.data(), &lda, x.data(), &incx, &beta, yn.data(), &incy);
+          }
+          ASSERT_TRUE(close(yn, y, 4.0L * (n + 2))) << "no buffers " << uplo << " n=" << n;
+          // beta = 0 with NaN in y: y is written, never read.
+          std::vector<E> ynan(y0.size(), make<E>(kNaN, kNaN)), yz(y0.size(), make<E>(0));
+          const E zero = make<E>(0);
+          pub_symv<E>()(uplo, &n, &alpha, a.data(), &lda, x.data(), &incx, &zero, ynan.data(), &incy);
+          pub_symv<E>()(uplo, &n, &alpha, a.data(), &lda, x.data(), &incx, &zero, yz.data(), &incy);
+          for (int i = 0; i < n; ++i) ASSERT_TRUE(orb::test::same_bits(ynan[at(n, incy, i)], yz[at(n, incy, i)]));
+        }
+}
+
+// The imaginary part of a Hermitian diagonal is never read.
+TEST(Hemv, ImaginaryPartOfTheDiagonalIsNotRead) {
+  const int n = 20, lda = 20, one = 1;
+  auto a = rnd<orb_complex16>(std::size_t(n) * lda, 70);
+  auto b = a;
+  for (int j = 0; j < n; ++j) a[std::size_t(j) * lda + j].im = kNaN, b[std::size_t(j) * lda + j].im = 7;
+  const auto x = rnd<orb_complex16>(n, 71);
+  std::vector<orb_complex16> y1(n), y2(n);
+  const orb_complex16 alpha{1, 0.5}, beta{0, 0};
+  for (const char* uplo : {"U", "L"}) {
+    orb_blas_zhemv(uplo, &n, &alpha, a.data(), &lda, x.data(), &one, &beta, y1.data(), &one);
+    orb_blas_zhemv(uplo, &n, &alpha, b.data(), &lda, x.data(), &one, &beta, y2.data(), &one);
+    EXPECT_TRUE(same(y1, y2)) << uplo;
+  }
+}
+
+}  // namespace
