@@ -78,6 +78,16 @@ if(EXISTS ${ORB_REF_BLAS_DIR}/xblat1d AND EXISTS ${ORB_REF_BLAS_DIR}/libblas.so.
                        PASS_REGULAR_EXPRESSION "symbols bound outside liborb_core" LABELS "reference")
 endif()
 
+# <cblas.h> through -I<prefix>/include/orb: the compiler must take orb's
+# header (-H lists what it opened), and the header must compile alone.
+add_test(NAME interfaces.cblas_header_alone
+         COMMAND ${CMAKE_C_COMPILER} -fsyntax-only -H -I${CMAKE_SOURCE_DIR}/include/orb
+                 ${CMAKE_CURRENT_LIST_DIR}/cblas_standalone.c)
+set_tests_properties(interfaces.cblas_header_alone PROPERTIES
+                     PASS_REGULAR_EXPRESSION "include/orb/cblas\\.h"
+                     FAIL_REGULAR_EXPRESSION "error|orb_types\\.h|/usr/include/[^ ]*/cblas"
+                     LABELS "unit")
+
 # The Fortran header is generated from the kernel lists; a list changed
 # without regenerating it fails here.
 find_package(Python3 COMPONENTS Interpreter QUIET)
