@@ -324,6 +324,22 @@ void cblas_zsctr(const int nz, const void* x, const int* indx, void* y);
 void cblas_sroti(const int nz, float* x, const int* indx, float* y, const float c, const float s);
 void cblas_droti(const int nz, double* x, const int* indx, double* y, const double c, const double s);
 
+/* ---- Level 3 ----
+   C := alpha op(A) op(B) + beta C, matrices in the given layout. */
+
+void cblas_sgemm(const CBLAS_LAYOUT layout, const CBLAS_TRANSPOSE transa, const CBLAS_TRANSPOSE transb,
+                 const int m, const int n, const int k, const float alpha, const float* a, const int lda,
+                 const float* b, const int ldb, const float beta, float* c, const int ldc);
+void cblas_dgemm(const CBLAS_LAYOUT layout, const CBLAS_TRANSPOSE transa, const CBLAS_TRANSPOSE transb,
+                 const int m, const int n, const int k, const double alpha, const double* a, const int lda,
+                 const double* b, const int ldb, const double beta, double* c, const int ldc);
+void cblas_cgemm(const CBLAS_LAYOUT layout, const CBLAS_TRANSPOSE transa, const CBLAS_TRANSPOSE transb,
+                 const int m, const int n, const int k, const void* alpha, const void* a, const int lda,
+                 const void* b, const int ldb, const void* beta, void* c, const int ldc);
+void cblas_zgemm(const CBLAS_LAYOUT layout, const CBLAS_TRANSPOSE transa, const CBLAS_TRANSPOSE transb,
+                 const int m, const int n, const int k, const void* alpha, const void* a, const int lda,
+                 const void* b, const int ldb, const void* beta, void* c, const int ldc);
+
 #ifdef __cplusplus
 }
 #endif
