@@ -68,6 +68,11 @@ template <> struct reg<double> {
   }
   static unsigned eq_mask(R a, R b) { return _mm512_cmp_pd_mask(a, b, _CMP_EQ_OQ); }
   static unsigned gt_mask(R a, R b) { return _mm512_cmp_pd_mask(a, b, _CMP_GT_OQ); }
+  static R swap_pairs(R a) { return _mm512_mask_permute_pd(a, __mmask8(0xff), a, 0x55); }
+  static R loadu_cvt(const float* p) { return _mm512_maskz_cvtps_pd(__mmask8(0xff), _mm256_loadu_ps(p)); }
+  static R maskz_loadu_cvt(const float* p, int live) {
+    return _mm512_maskz_cvtps_pd(__mmask8(0xff), _mm256_maskz_loadu_ps(__mmask8((1u << live) - 1u), p));
+  }
 };
 template <> struct reg<float> {
   using R = __m512;
@@ -101,6 +106,7 @@ template <> struct reg<float> {
   }
   static unsigned eq_mask(R a, R b) { return _mm512_cmp_ps_mask(a, b, _CMP_EQ_OQ); }
   static unsigned gt_mask(R a, R b) { return _mm512_cmp_ps_mask(a, b, _CMP_GT_OQ); }
+  static R swap_pairs(R a) { return _mm512_mask_permute_ps(a, __mmask16(0xffff), a, 0xB1); }
 };
 #elif ORB_LEVEL >= 7
 template <> struct reg<double> {
@@ -136,6 +142,11 @@ template <> struct reg<double> {
   }
   static unsigned gt_mask(R a, R b) {
     return unsigned(_mm256_movemask_pd(_mm256_cmp_pd(a, b, _CMP_GT_OQ)));
+  }
+  static R swap_pairs(R a) { return _mm256_permute_pd(a, 0x5); }
+  static R loadu_cvt(const float* p) { return _mm256_cvtps_pd(_mm_loadu_ps(p)); }
+  static R maskz_loadu_cvt(const float* p, int live) {
+    return _mm256_cvtps_pd(_mm_maskload_ps(p, _mm_cmpgt_epi32(_mm_set1_epi32(live), _mm_setr_epi32(0, 1, 2, 3))));
   }
 };
 template <> struct reg<float> {
@@ -173,6 +184,7 @@ template <> struct reg<float> {
   static unsigned gt_mask(R a, R b) {
     return unsigned(_mm256_movemask_ps(_mm256_cmp_ps(a, b, _CMP_GT_OQ)));
   }
+  static R swap_pairs(R a) { return _mm256_permute_ps(a, 0xB1); }
 };
 #else
 // Portable build: SSE2 only. Masked memory operations and gathers go lane by
@@ -211,6 +223,13 @@ template <> struct reg<double> {
   }
   static unsigned eq_mask(R a, R b) { return unsigned(_mm_movemask_pd(_mm_cmpeq_pd(a, b))); }
   static unsigned gt_mask(R a, R b) { return unsigned(_mm_movemask_pd(_mm_cmpgt_pd(a, b))); }
+  static R swap_pairs(R a) { return _mm_shuffle_pd(a, a, 1); }
+  static R loadu_cvt(const float* p) {
+    return _mm_cvtps_pd(_mm_castsi128_ps(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(p))));
+  }
+  static R maskz_loadu_cvt(const float* p, int live) {
+    return live >= 2 ? loadu_cvt(p) : live == 1 ? _mm_cvtps_pd(_mm_load_ss(p)) : _mm_setzero_pd();
+  }
 };
 template <> struct reg<float> {
   using R = __m128;
@@ -254,6 +273,7 @@ template <> struct reg<float> {
   }
   static unsigned eq_mask(R a, R b) { return unsigned(_mm_movemask_ps(_mm_cmpeq_ps(a, b))); }
   static unsigned gt_mask(R a, R b) { return unsigned(_mm_movemask_ps(_mm_cmpgt_ps(a, b))); }
+  static R swap_pairs(R a) { return _mm_shuffle_ps(a, a, 0xB1); }
 };
 #endif
 
@@ -304,6 +324,23 @@ struct vec {
     return v;
   }
 
+  // Eight floats widened to a vector of doubles (T = double only).
+  static vec load_cvt(const float* p) {
+    vec v;
+    for (int k = 0; k < K; ++k) v.r[k] = Reg::loadu_cvt(p + k * W);
+    return v;
+  }
+  // As load_cvt on lanes [0, live), zero in the others; reads nothing past
+  // p[live - 1].
+  static vec load_cvt_mask(const float* p, int live) {
+    vec v;
+    for (int k = 0; k < K; ++k) {
+      const int l = live - k * W;
+      v.r[k] = l >= W ? Reg::loadu_cvt(p + k * W) : l > 0 ? Reg::maskz_loadu_cvt(p + k * W, l) : Reg::zero();
+    }
+    return v;
+  }
+
   T lane(int i) const {
     alignas(64) T t[N];
     storeu(t);
@@ -348,6 +385,12 @@ struct vec {
   friend vec fnma(const vec& a, const vec& b, const vec& c) {
     vec v;
     for (int k = 0; k < K; ++k) v.r[k] = Reg::fnma(a.r[k], b.r[k], c.r[k]);
+    return v;
+  }
+  // Lanes 2i and 2i + 1 trade places: (re, im) pairs become (im, re).
+  friend vec swap_pairs(const vec& a) {
+    vec v;
+    for (int k = 0; k < K; ++k) v.r[k] = Reg::swap_pairs(a.r[k]);
     return v;
   }
   friend vec abs(const vec& a) {
