@@ -1,0 +1,177 @@
+// The register kernels: one packed A block times one packed B block into C.
+//
+// A tile is one vector of A rows (16 floats, 8 doubles, 8 complex floats,
+// 4 complex doubles) by UN columns of B. Every K step loads the A vector,
+// broadcasts each B scalar and fuses it into that column's accumulator, so
+// each element of the tile is one running sum in K order from zero, one
+// fused multiply-add per step. The complex types keep two accumulators per
+// column, one fed by the real part of the B element and one by the
+// imaginary part, and combine them once at the end: the second is swapped
+// within each pair and its new real lane negated, then added to the first.
+//
+// The tile is 6 vectors of accumulators whatever the type: 6 registers on
+// AVX-512, 12 on AVX2, plus the A vector and the broadcast.
+#pragma once
+
+#include "blas/engine/engine.hpp"
+#include "frame/simd.hpp"
+
+namespace orb::engine::kern {
+
+using simd::vec;
+
+// Rounds (of 8 K steps) at the end of a tile during which C is prefetched,
+// by the tile's column count.
+template <int C, int JN>
+constexpr int tail_rounds() {
+  if constexpr (C == 1) return JN == 6 ? 28 : JN == 4 ? 24 : JN == 2 ? 20 : 18;
+  else return JN == 3 ? 22 : JN == 2 ? 20 : 18;
+}
+
+// One tile of w rows (live = w * C lanes) and JN columns. a and b are the
+// panels at K step 0, c the tile's first element; pf is where the prefetch
+// of the next A panel goes.
+template <class R, int C, int JN, bool Full>
+__attribute__((always_inline)) inline void tile(int k, int live, const R* __restrict a, const R* __restrict b,
+                                                R* c, std::ptrdiff_t ldc, bool b0, const char* pf) {
+  using V = vec<R>;
+  constexpr int N = V::N;
+  constexpr int NA = JN * C;
+  const int astep = Full ? N : live;
+  V acc[NA];
+#pragma GCC unroll 12
+  for (int j = 0; j < NA; ++j) acc[j] = V::zero();
+
+  auto step = [&](int p) __attribute__((always_inline)) {
+    const V av = Full ? V::loadu(a + std::ptrdiff_t(p) * N) : V::load_mask(a + std::ptrdiff_t(p) * astep, live);
+    const R* bp = b + std::ptrdiff_t(p) * NA;
+#pragma GCC unroll 12
+    for (int j = 0; j < NA; ++j) acc[j] = fma(av, V::set1(bp[j]), acc[j]);
+  };
+
+  const int rounds = k >> 3;
+  constexpr int T = tail_rounds<C, JN>();
+  const int plain = rounds > T ? rounds - T : 0;
+  int p = 0;
+  for (int r = 0; r < plain; ++r, p += 8) {
+    __builtin_prefetch(pf + r * 64, 0, 2);
+#pragma GCC unroll 8
+    for (int s = 0; s < 8; ++s) step(p + s);
+  }
+  // The last rounds also bring the tile's C columns into the nearest cache,
+  // in alternate stretches of 6 rounds, one line per round.
+  int line = 0;
+  const std::size_t col_bytes = std::size_t(live) * sizeof(R);
+  for (int r = plain; r < rounds; ++r, p += 8) {
+    __builtin_prefetch(pf + r * 64, 0, 2);
+    if ((((r - plain) / 6) & 1) == 0 && !b0 && line < 2 * JN) {
+      const char* cl = reinterpret_cast<const char*>(c + std::ptrdiff_t(line >> 1) * ldc * C);
+      __builtin_prefetch(cl + (line & 1) * (col_bytes - 1), 1, 3);
+      ++line;
+    }
+#pragma GCC unroll 8
+    for (int s = 0; s < 8; ++s) step(p + s);
+  }
+  if (k & 4) {
+#pragma GCC unroll 4
+    for (int s = 0; s < 4; ++s) step(p + s);
+    p += 4;
+  }
+  if (k & 2) {
+    step(p);
+    step(p + 1);
+    p += 2;
+  }
+  if (k & 1) step(p);
+
+  // C update, column by column.
+  if constexpr (C == 1) {
+#pragma GCC unroll 6
+    for (int j = 0; j < JN; ++j) {
+      R* cj = c + std::ptrdiff_t(j) * ldc;
+      if (Full) {
+        if (b0) acc[j].storeu(cj);
+        else (V::loadu(cj) + acc[j]).storeu(cj);
+      } else {
+        if (b0) acc[j].store_mask(cj, live);
+        else (V::load_mask(cj, live) + acc[j]).store_mask(cj, live);
+      }
+    }
+  } else {
+    for (int j = 0; j < JN; ++j) {
+      alignas(64) R t1[N], t2[N];
+      acc[2 * j].storeu(t1);
+      acc[2 * j + 1].storeu(t2);
+      R* cj = c + std::ptrdiff_t(j) * ldc * 2;
+      for (int i = 0; i < live; i += 2) {
+        const R re = t1[i] + -t2[i + 1];
+        const R im = t1[i + 1] + t2[i];
+        if (b0) {
+          cj[i] = re;
+          cj[i + 1] = im;
+        } else {
+          cj[i] = cj[i] + re;
+          cj[i + 1] = cj[i + 1] + im;
+        }
+      }
+    }
+  }
+}
+
+// All the columns of one row panel of width w.
+template <class R, int C, int UN, bool Full>
+inline void row_panel(int n, int k, int w, const R* a, const R* b, R* c, std::ptrdiff_t ldc, bool b0,
+                      const R* next_a) {
+  const int live = w * C;
+  const char* pf = reinterpret_cast<const char*>(next_a);
+  const std::size_t pf_span = std::size_t(k) * 8;  // bytes of next A prefetched per tile
+  int j = 0, t = 0;
+  for (; j + UN <= n; j += UN, ++t)
+    tile<R, C, UN, Full>(k, live, a, b + std::ptrdiff_t(j) * k * C, c + std::ptrdiff_t(j) * ldc * C, ldc, b0,
+                         pf + (t & 7) * pf_span);
+  const int rest = n - j;
+  if constexpr (UN == 6) {
+    if (rest & 4) {
+      tile<R, C, 4, Full>(k, live, a, b + std::ptrdiff_t(j) * k * C, c + std::ptrdiff_t(j) * ldc * C, ldc, b0, pf);
+      j += 4;
+    }
+  }
+  if (rest & 2) {
+    tile<R, C, 2, Full>(k, live, a, b + std::ptrdiff_t(j) * k * C, c + std::ptrdiff_t(j) * ldc * C, ldc, b0, pf);
+    j += 2;
+  }
+  if (rest & 1) tile<R, C, 1, Full>(k, live, a, b + std::ptrdiff_t(j) * k * C, c + std::ptrdiff_t(j) * ldc * C, ldc, b0, pf);
+}
+
+// m x n block of C from the panels of A (m rows by k) and B (k by n).
+template <class R, int C, int UM, int UN>
+void kernel(int m, int n, int k, const R* a, const R* b, R* c, int ldc, bool b0) {
+  if (m < 1 || n < 1 || k < 1) return;
+  int i = 0;
+  for (; i + UM <= m; i += UM) {
+    const R* ap = a + std::ptrdiff_t(i) * k * C;
+    row_panel<R, C, UN, true>(n, k, UM, ap, b, c + std::ptrdiff_t(i) * C, ldc, b0, ap + std::ptrdiff_t(UM) * k * C);
+  }
+  const int rest = m - i;
+  for (int w = UM / 2; w >= 1; w /= 2) {
+    if (!(rest & w)) continue;
+    const R* ap = a + std::ptrdiff_t(i) * k * C;
+    row_panel<R, C, UN, false>(n, k, w, ap, b, c + std::ptrdiff_t(i) * C, ldc, b0, ap);
+    i += w;
+  }
+}
+
+}  // namespace orb::engine::kern
+
+// The exported pair of one type: kernel_0 adds to C, kernel_0_b0 stores.
+#define ORB_REGISTER_KERNELS(T, t, R, C, UM, UN)                                                                \
+  ORB_API void ORB_BLAS(t##gemm_kernel_0)(const int* m, const int* n, const int* k, const T*, const T* a,      \
+                                          const T* b, T* c, int ldc) {                                          \
+    orb::engine::kern::kernel<R, C, UM, UN>(*m, *n, *k, reinterpret_cast<const R*>(a),                          \
+                                            reinterpret_cast<const R*>(b), reinterpret_cast<R*>(c), ldc, false); \
+  }                                                                                                             \
+  ORB_API void ORB_BLAS(t##gemm_kernel_0_b0)(const int* m, const int* n, const int* k, const T*, const T* a,   \
+                                             const T* b, T* c, int ldc) {                                       \
+    orb::engine::kern::kernel<R, C, UM, UN>(*m, *n, *k, reinterpret_cast<const R*>(a),                          \
+                                            reinterpret_cast<const R*>(b), reinterpret_cast<R*>(c), ldc, true);  \
+  }
