@@ -123,11 +123,14 @@ void axpby_complex(const int* pn, const C* palpha, const C* x, const int* pincx,
     const T* xs = reinterpret_cast<const T*>(x);
     T* ys = reinterpret_cast<T*>(y);
     if (beta0)
-      walk<T, false, true>(2 * n, xs, ys, [&](const V& xv, const V&) {
+      walk<T, false, true>(2 * n, xs, ys, [&](V xv, const V&) {
+        simd::pin(xv);
         return fma(var, xv, vais * swap_pairs(xv));
       });
     else
-      walk<T, true, true>(2 * n, xs, ys, [&](const V& xv, const V& yv) {
+      walk<T, true, true>(2 * n, xs, ys, [&](V xv, V yv) {
+        simd::pin(xv);
+        simd::pin(yv);
         const V t = fma(vbr, yv, vbis * swap_pairs(yv));
         return fma(var, xv, fma(vais, swap_pairs(xv), t));
       });

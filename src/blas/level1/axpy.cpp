@@ -110,7 +110,8 @@ inline void caxpy_one(T ar, T ai, const T* p, T* q) {
 template <class T>
 struct CaxpyStep {
   vec<T> var, vais;
-  vec<T> operator()(const vec<T>& xv, const vec<T>& yv) const {
+  vec<T> operator()(vec<T> xv, const vec<T>& yv) const {
+    simd::pin(xv);
     return fma(var, xv, fma(vais, swap_pairs(xv), yv));
   }
 };

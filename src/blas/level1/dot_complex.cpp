@@ -65,7 +65,9 @@ void dot_complex(C* result, const int* pn, const C* x, const int* pincx, const C
     const int total = 2 * n;  // reals; N / 2 complex numbers a vector
     V r0 = V::zero(), r1 = V::zero(), r2 = V::zero(), r3 = V::zero();
     V c0 = V::zero(), c1 = V::zero(), c2 = V::zero(), c3 = V::zero();
-    auto step = [](const V& xv, const V& yv, V& r, V& c) {
+    auto step = [](V xv, V yv, V& r, V& c) {
+      simd::pin(xv);
+      simd::pin(yv);
       r = fma(xv, yv, r);
       c = fma(xv, swap_pairs(yv), c);
     };

@@ -116,7 +116,10 @@ void scal_complex(const int* pn, const C* palpha, C* x, const int* pincx) {
     for (int l = 0; l < N; ++l) pat[l] = (l & 1) ? ai : -ai;
     const V var = V::set1(ar), vais = V::loadu(pat);
     scal_walk<T, true>(2 * n, reinterpret_cast<T*>(x),
-                       [&](const V& v) { return fma(var, v, vais * swap_pairs(v)); });
+                       [&](V v) {
+                         simd::pin(v);
+                         return fma(var, v, vais * swap_pairs(v));
+                       });
     return;
   }
   T* p = reinterpret_cast<T*>(x + first(n, incx));
