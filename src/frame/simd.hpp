@@ -61,6 +61,9 @@ template <> struct reg<double> {
   static void mask_storeu(double* p, R v, int live) {
     _mm512_mask_storeu_pd(p, __mmask8((1u << live) - 1u), v);
   }
+  static R blend_gt(R a, R b, R x, R y) {
+    return _mm512_mask_blend_pd(_mm512_cmp_pd_mask(a, b, _CMP_GT_OQ), y, x);
+  }
   static R gather(const double* p, std::ptrdiff_t stride, int live) {
     const __m256i idx = _mm256_mullo_epi32(_mm256_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7),
                                            _mm256_set1_epi32(int(stride)));
@@ -98,6 +101,9 @@ template <> struct reg<float> {
   static void mask_storeu(float* p, R v, int live) {
     _mm512_mask_storeu_ps(p, __mmask16((1u << live) - 1u), v);
   }
+  static R blend_gt(R a, R b, R x, R y) {
+    return _mm512_mask_blend_ps(_mm512_cmp_ps_mask(a, b, _CMP_GT_OQ), y, x);
+  }
   static R gather(const float* p, std::ptrdiff_t stride, int live) {
     const __m512i idx = _mm512_mullo_epi32(
         _mm512_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15),
@@ -132,6 +138,7 @@ template <> struct reg<double> {
   static R abs(R a) { return _mm256_andnot_pd(_mm256_set1_pd(-0.0), a); }
   static R maskz_loadu(const double* p, int live) { return _mm256_maskload_pd(p, live_mask(live)); }
   static void mask_storeu(double* p, R v, int live) { _mm256_maskstore_pd(p, live_mask(live), v); }
+  static R blend_gt(R a, R b, R x, R y) { return _mm256_blendv_pd(y, x, _mm256_cmp_pd(a, b, _CMP_GT_OQ)); }
   static R gather(const double* p, std::ptrdiff_t stride, int live) {
     const __m128i idx = _mm_mullo_epi32(_mm_setr_epi32(0, 1, 2, 3), _mm_set1_epi32(int(stride)));
     return _mm256_mask_i32gather_pd(_mm256_setzero_pd(), p, idx,
@@ -172,6 +179,7 @@ template <> struct reg<float> {
   static R abs(R a) { return _mm256_andnot_ps(_mm256_set1_ps(-0.0f), a); }
   static R maskz_loadu(const float* p, int live) { return _mm256_maskload_ps(p, live_mask(live)); }
   static void mask_storeu(float* p, R v, int live) { _mm256_maskstore_ps(p, live_mask(live), v); }
+  static R blend_gt(R a, R b, R x, R y) { return _mm256_blendv_ps(y, x, _mm256_cmp_ps(a, b, _CMP_GT_OQ)); }
   static R gather(const float* p, std::ptrdiff_t stride, int live) {
     const __m256i idx = _mm256_mullo_epi32(_mm256_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7),
                                            _mm256_set1_epi32(int(stride)));
@@ -217,6 +225,10 @@ template <> struct reg<double> {
   static void mask_storeu(double* p, R v, int live) {
     if (live >= 2) _mm_storeu_pd(p, v);
     else if (live == 1) _mm_store_sd(p, v);
+  }
+  static R blend_gt(R a, R b, R x, R y) {
+    const R m = _mm_cmpgt_pd(a, b);
+    return _mm_or_pd(_mm_and_pd(m, x), _mm_andnot_pd(m, y));
   }
   static R gather(const double* p, std::ptrdiff_t stride, int live) {
     return _mm_setr_pd(live > 0 ? p[0] : 0.0, live > 1 ? p[stride] : 0.0);
@@ -265,6 +277,10 @@ template <> struct reg<float> {
     alignas(16) float t[4];
     _mm_store_ps(t, v);
     for (int i = 0; i < live; ++i) p[i] = t[i];
+  }
+  static R blend_gt(R a, R b, R x, R y) {
+    const R m = _mm_cmpgt_ps(a, b);
+    return _mm_or_ps(_mm_and_ps(m, x), _mm_andnot_ps(m, y));
   }
   static R gather(const float* p, std::ptrdiff_t stride, int live) {
     alignas(16) float t[4] = {0.f, 0.f, 0.f, 0.f};
@@ -338,6 +354,21 @@ struct vec {
       const int l = live - k * W;
       v.r[k] = l >= W ? Reg::loadu_cvt(p + k * W) : l > 0 ? Reg::maskz_loadu_cvt(p + k * W, l) : Reg::zero();
     }
+    return v;
+  }
+
+  // Lane i holds the number i: 0, 1, 2, ... N - 1.
+  static vec iota() {
+    alignas(64) T t[N];
+    for (int i = 0; i < N; ++i) t[i] = T(i);
+    return loadu(t);
+  }
+  // Lane-wise a > b ? x : y; a NaN lane takes y. Whether the compare
+  // raises the invalid flag on a NaN differs between builds (SSE2 has no
+  // quiet ordered compare), so callers must not rely on it either way.
+  friend vec blend_gt(const vec& a, const vec& b, const vec& x, const vec& y) {
+    vec v;
+    for (int k = 0; k < K; ++k) v.r[k] = Reg::blend_gt(a.r[k], b.r[k], x.r[k], y.r[k]);
     return v;
   }
 

@@ -1,0 +1,133 @@
+// Plane rotations: x := c x + s y, y := c y - s x.
+//
+// The real forms are the modified rotation with a full H: they build
+// (-1, c, -s, s, c) and hand it on, so the two share one kernel and its
+// rounding. The complex forms with a real s rotate the 2n reals the same
+// way; the form with a complex s takes y := c y - conj(s) x. No fused
+// multiply-adds, so vector lanes and the strided loop agree to the bit.
+#include <cstddef>
+
+#include "blas/level1/level1.hpp"
+
+using namespace orb::l1;
+
+ORB_API void ORB_BLAS(xsrot)(const int* n, float* x, const int* incx, float* y, const int* incy, const float* c, const float* s) {
+  if (*n < 1) return;
+  const float param[5] = {-1.0f, *c, -*s, *s, *c};
+  ORB_BLAS(xsrotm)(n, x, incx, y, incy, param);
+}
+ORB_API void ORB_BLAS(xdrot)(const int* n, double* x, const int* incx, double* y, const int* incy, const double* c, const double* s) {
+  if (*n < 1) return;
+  const double param[5] = {-1.0, *c, -*s, *s, *c};
+  ORB_BLAS(xdrotm)(n, x, incx, y, incy, param);
+}
+
+namespace orb::l1 {
+namespace {
+
+// A value the compiler may not look through. GCC's vectoriser recognises
+// the shape of a complex product in scalar code and fuses it into
+// fmaddsub instructions even with contraction switched off, which would
+// round differently from the vector path and from the portable build.
+template <class T>
+inline T opaque(T v) {
+  asm("" : "+x"(v));
+  return v;
+}
+
+// Complex vectors, real c and s: the rotation acts on each real alike.
+template <class T>
+void rot_real_cs(int n, T* x, int incx, T* y, int incy, T c, T s) {
+  if (incx == 1 && incy == 1) {
+    using V = vec<T>;
+    constexpr int N = V::N;
+    const V vc = V::set1(c), vs = V::set1(s);
+    const std::ptrdiff_t m = 2 * std::ptrdiff_t(n);
+    std::ptrdiff_t i = 0;
+    auto step = [&](const V& a, const V& b, T* px, T* py, int live) {
+      const V nx = vc * a + vs * b, ny = vc * b - vs * a;
+      if (live == N) nx.storeu(px), ny.storeu(py);
+      else nx.store_mask(px, live), ny.store_mask(py, live);
+    };
+    for (; i + N <= m; i += N) step(V::loadu(x + i), V::loadu(y + i), x + i, y + i, N);
+    if (i < m) {
+      const int r = int(m - i);
+      step(V::load_mask(x + i, r), V::load_mask(y + i, r), x + i, y + i, r);
+    }
+    return;
+  }
+  T* xs = x + 2 * first(n, incx);
+  T* ys = y + 2 * first(n, incy);
+  for (int i = 0; i < n; ++i) {
+    T* p = xs + 2 * std::ptrdiff_t(i) * incx;
+    T* q = ys + 2 * std::ptrdiff_t(i) * incy;
+    for (int k = 0; k < 2; ++k) {
+      const T a = p[k], b = q[k];
+      p[k] = opaque(c * a) + opaque(s * b);
+      q[k] = opaque(c * b) - opaque(s * a);
+    }
+  }
+}
+
+// Complex s = (sr, si): x := c x + s y, y := c y - conj(s) x, with
+//   s y       = (sr yr - si yi, sr yi + si yr)
+//   conj(s) x = (sr xr + si xi, sr xi - si xr).
+// On vectors the crossed products come from the pair-swapped data times a
+// lane sign of -1 or +1, which changes no bit against the scalar formulas.
+template <class T>
+void rot_complex_s(int n, T* x, int incx, T* y, int incy, T c, T sr, T si) {
+  if (incx == 1 && incy == 1) {
+    using V = vec<T>;
+    constexpr int N = V::N;
+    alignas(64) T sg[N];
+    for (int l = 0; l < N; ++l) sg[l] = (l & 1) ? T(1) : T(-1);
+    const V vc = V::set1(c), vsr = V::set1(sr), vsi = V::set1(si), vsg = V::loadu(sg);
+    const std::ptrdiff_t m = 2 * std::ptrdiff_t(n);
+    auto step = [&](const V& a, const V& b, T* px, T* py, int live) {
+      const V sy = vsr * b + vsg * (vsi * swap_pairs(b));
+      const V sx = vsr * a - vsg * (vsi * swap_pairs(a));
+      const V nx = vc * a + sy, ny = vc * b - sx;
+      if (live == N) nx.storeu(px), ny.storeu(py);
+      else nx.store_mask(px, live), ny.store_mask(py, live);
+    };
+    std::ptrdiff_t i = 0;
+    for (; i + N <= m; i += N) step(V::loadu(x + i), V::loadu(y + i), x + i, y + i, N);
+    if (i < m) {
+      const int r = int(m - i);
+      step(V::load_mask(x + i, r), V::load_mask(y + i, r), x + i, y + i, r);
+    }
+    return;
+  }
+  T* xs = x + 2 * first(n, incx);
+  T* ys = y + 2 * first(n, incy);
+  for (int i = 0; i < n; ++i) {
+    T* p = xs + 2 * std::ptrdiff_t(i) * incx;
+    T* q = ys + 2 * std::ptrdiff_t(i) * incy;
+    const T xr = p[0], xi = p[1], yr = q[0], yi = q[1];
+    const T cxr = opaque(c * xr), cxi = opaque(c * xi), cyr = opaque(c * yr), cyi = opaque(c * yi);
+    p[0] = cxr + (opaque(sr * yr) - opaque(si * yi));
+    p[1] = cxi + (opaque(sr * yi) + opaque(si * yr));
+    q[0] = cyr - (opaque(sr * xr) + opaque(si * xi));
+    q[1] = cyi - (opaque(sr * xi) - opaque(si * xr));
+  }
+}
+
+}  // namespace
+}  // namespace orb::l1
+
+ORB_API void ORB_BLAS(xcrot)(const int* n, orb_complex8* x, const int* incx, orb_complex8* y, const int* incy, const float* c, const orb_complex8* s) {
+  if (*n < 1) return;
+  rot_complex_s(*n, &x->re, *incx, &y->re, *incy, *c, s->re, s->im);
+}
+ORB_API void ORB_BLAS(xzrot)(const int* n, orb_complex16* x, const int* incx, orb_complex16* y, const int* incy, const double* c, const orb_complex16* s) {
+  if (*n < 1) return;
+  rot_complex_s(*n, &x->re, *incx, &y->re, *incy, *c, s->re, s->im);
+}
+ORB_API void ORB_BLAS(xcsrot)(const int* n, orb_complex8* x, const int* incx, orb_complex8* y, const int* incy, const float* c, const float* s) {
+  if (*n < 1) return;
+  rot_real_cs(*n, &x->re, *incx, &y->re, *incy, *c, *s);
+}
+ORB_API void ORB_BLAS(xzdrot)(const int* n, orb_complex16* x, const int* incx, orb_complex16* y, const int* incy, const double* c, const double* s) {
+  if (*n < 1) return;
+  rot_real_cs(*n, &x->re, *incx, &y->re, *incy, *c, *s);
+}

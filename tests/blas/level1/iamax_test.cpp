@@ -1,0 +1,288 @@
+// Index of largest and smallest magnitude: the first of equal extremes,
+// the first NaN when there is one, the caller's exception flags kept, on
+// every build and on both sides of every switch of path (the 8-element
+// vector path, blocks of 512 and of 1024 elements from n = 4098, the
+// gathered strided path from 9 elements).
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cfenv>
+#include <cmath>
+#include <limits>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "orb/orb_blas.h"
+#include "tests/blas/level1/kernel_support.hpp"
+
+namespace {
+
+using namespace orb::kstest;
+
+template <class E>
+using search_fn = int (*)(const int*, const E*, const int*);
+
+template <class E> struct names;
+template <> struct names<float> { static constexpr const char* letter = "s"; };
+template <> struct names<double> { static constexpr const char* letter = "d"; };
+template <> struct names<orb_complex8> { static constexpr const char* letter = "c"; };
+template <> struct names<orb_complex16> { static constexpr const char* letter = "z"; };
+
+template <class E>
+std::string kernel_name(bool max) {
+  return std::string("xi") + names<E>::letter + (max ? "amax" : "amin");
+}
+
+// The magnitude, rounded in the element's own precision.
+inline float measure(float v) { return std::fabs(v); }
+inline double measure(double v) { return std::fabs(v); }
+inline float measure(orb_complex8 v) { return std::fabs(v.re) + std::fabs(v.im); }
+inline double measure(orb_complex16 v) { return std::fabs(v.re) + std::fabs(v.im); }
+
+// The plain definition: first NaN, else first strict extreme. 1-based.
+template <class E>
+int oracle(int n, const E* x, int incx, bool max) {
+  if (n < 1 || incx < 1) return 0;
+  for (int i = 0; i < n; ++i)
+    if (std::isnan(measure(x[std::ptrdiff_t(i) * incx]))) return i + 1;
+  int best = 0;
+  for (int i = 1; i < n; ++i) {
+    const auto m = measure(x[std::ptrdiff_t(i) * incx]), b = measure(x[std::ptrdiff_t(best) * incx]);
+    if (max ? m > b : m < b) best = i;
+  }
+  return best + 1;
+}
+
+// Every build gives want; for the maximum on NaN-free data the reference
+// BLAS agrees as well.
+template <class E>
+void expect_index(int n, const std::vector<E>& x, int incx, bool max, int want, const char* what) {
+  for (auto [build, f] : every_build<search_fn<E>>(kernel_name<E>(max).c_str())) {
+    Guarded g(x, 8);
+    EXPECT_EQ(f(&n, g.as<E>(), &incx), want) << build << " " << kernel_name<E>(max) << " n" << n << " inc" << incx << " " << what;
+    EXPECT_TRUE(g.holds(x)) << build << " changed x";
+  }
+}
+
+template <class E>
+void expect_reference(int n, const std::vector<E>& x, int incx, int want) {
+  const std::string ref = std::string("i") + names<E>::letter + "amax_";
+  EXPECT_EQ(orb::test::reference<search_fn<E>>(ref.c_str())(&n, x.data(), &incx), want) << ref << " n" << n;
+}
+
+struct Case {
+  int n, incx;
+};
+std::ostream& operator<<(std::ostream& o, const Case& c) { return o << "n" << c.n << " incx" << c.incx; }
+
+std::vector<Case> cases() {
+  std::vector<Case> v;
+  for (int n : {2, 3, 7, 8, 9, 15, 16, 17, 31, 32, 33, 63, 64, 65, 127, 511, 512, 513, 1023, 1024, 1025, 4097, 4098, 5000, 9001})
+    for (int inc : {1, 2, 5}) v.push_back({n, inc});
+  return v;
+}
+
+class Search : public ::testing::TestWithParam<Case> {};
+
+template <class E>
+void random_data(const Case& c) {
+  using T = typename real_of<E>::type;
+  auto x = random_elements<E>(span(c.n, c.incx), 100 + c.n + c.incx);
+  for (bool max : {true, false}) {
+    const int want = oracle(c.n, x.data(), c.incx, max);
+    expect_index(c.n, x, c.incx, max, want, "random");
+    if (max) expect_reference(c.n, x, c.incx, want);
+  }
+  // Few distinct values: ties everywhere, across lanes, blocks and chunks.
+  std::mt19937 g(c.n);
+  std::uniform_int_distribution<int> d(-3, 3);
+  T* r = reinterpret_cast<T*>(x.data());
+  for (std::size_t i = 0; i < x.size() * parts<E>; ++i) r[i] = T(d(g));
+  for (bool max : {true, false}) {
+    const int want = oracle(c.n, x.data(), c.incx, max);
+    expect_index(c.n, x, c.incx, max, want, "few values");
+    if (max) expect_reference(c.n, x, c.incx, want);
+  }
+}
+
+TEST_P(Search, RandomAndTiedData) {
+  random_data<float>(GetParam());
+  random_data<double>(GetParam());
+  random_data<orb_complex8>(GetParam());
+  random_data<orb_complex16>(GetParam());
+}
+
+// Positions worth planting a value at: the ends, block and lane borders.
+std::vector<int> spots(int n) {
+  std::vector<int> p;
+  for (int k : {0, 1, 7, 8, 15, 16, 31, 32, 511, 512, 1023, 1024, 2047, 2048, 4095, 4096, 4097, n / 3, n / 2, n - 2, n - 1})
+    if (k >= 0 && k < n && (p.empty() || std::find(p.begin(), p.end(), k) == p.end())) p.push_back(k);
+  std::sort(p.begin(), p.end());
+  return p;
+}
+
+template <class E>
+E with_measure(double m, int sign, int variant) {
+  using T = typename real_of<E>::type;
+  if constexpr (parts<E> == 1) {
+    (void)variant;
+    return E(sign * m);
+  } else {
+    if (std::isinf(m)) return E{T(sign) * T(m), T(0)};
+    // Split the measure differently between the parts: equal sums.
+    const T a = variant % 2 ? T(m * 0.75) : T(m * 0.25);
+    return E{T(sign) * a, T(-sign) * (T(m) - a)};
+  }
+}
+
+// Equal extremes planted at two places: the first wins, whatever the
+// signs, the split of a complex value, or the blocks they fall in.
+template <class E>
+void planted_ties(const Case& c) {
+  const auto base = random_elements<E>(span(c.n, c.incx), 200 + c.n);
+  const auto p = spots(c.n);
+  for (std::size_t i = 0; i < p.size(); ++i) {
+    for (std::size_t j = i + 1; j < p.size(); j += 3) {
+      auto x = base;
+      x[std::size_t(p[i]) * c.incx] = with_measure<E>(4.0, -1, 0);
+      x[std::size_t(p[j]) * c.incx] = with_measure<E>(4.0, 1, 1);
+      expect_index(c.n, x, c.incx, true, p[i] + 1, "tied maxima");
+      x[std::size_t(p[i]) * c.incx] = with_measure<E>(0.0, -1, 0);
+      x[std::size_t(p[j]) * c.incx] = with_measure<E>(0.0, 1, 1);
+      expect_index(c.n, x, c.incx, false, p[i] + 1, "tied minima");
+    }
+  }
+}
+
+TEST_P(Search, FirstOfEqualExtremes) {
+  planted_ties<float>(GetParam());
+  planted_ties<double>(GetParam());
+  planted_ties<orb_complex8>(GetParam());
+  planted_ties<orb_complex16>(GetParam());
+}
+
+// A NaN anywhere, in either part of a complex value, makes its index the
+// result, the first one when there are several, even with an infinity or a
+// larger value before it.
+template <class E>
+void first_nan(const Case& c) {
+  using T = typename real_of<E>::type;
+  const T nan = std::numeric_limits<T>::quiet_NaN(), inf = std::numeric_limits<T>::infinity();
+  const auto base = random_elements<E>(span(c.n, c.incx), 300 + c.n);
+  const auto p = spots(c.n);
+  for (std::size_t i = 0; i < p.size(); ++i) {
+    auto x = base;
+    T* e = reinterpret_cast<T*>(&x[std::size_t(p[i]) * c.incx]);
+    e[parts<E> == 2 && i % 2 ? 1 : 0] = nan;
+    if (p[i] > 0) x[0] = with_measure<E>(double(inf), 1, 0);
+    if (i + 1 < p.size()) reinterpret_cast<T*>(&x[std::size_t(p.back()) * c.incx])[0] = -nan;
+    for (bool max : {true, false}) expect_index(c.n, x, c.incx, max, p[i] + 1, "first NaN");
+  }
+}
+
+TEST_P(Search, FirstNaN) {
+  first_nan<float>(GetParam());
+  first_nan<double>(GetParam());
+  first_nan<orb_complex8>(GetParam());
+  first_nan<orb_complex16>(GetParam());
+}
+
+INSTANTIATE_TEST_SUITE_P(Lengths, Search, ::testing::ValuesIn(cases()));
+
+// n = 4097 runs on blocks of 512, n = 4098 on blocks of 1024: an extreme at
+// every block border, and a tie between blocks, comes out right for both.
+TEST(SearchBlocks, BordersAt4097And4098) {
+  for (int n : {4097, 4098}) {
+    const auto base = orb::test::random_vector<double>(n, 7);
+    for (int k : {0, 511, 512, 1023, 1024, 1535, 1536, 2047, 2048, 3071, 3072, 4095, 4096, n - 1}) {
+      auto x = base;
+      x[k] = -2.0;
+      expect_index(n, x, 1, true, k + 1, "peak");
+      expect_reference(n, x, 1, k + 1);
+      x[k] = 0.0;
+      expect_index(n, x, 1, false, k + 1, "trough");
+      if (k + 513 < n) {  // the same value in a later block does not win
+        x[k] = 2.0;
+        x[k + 513] = -2.0;
+        expect_index(n, x, 1, true, k + 1, "tie across blocks");
+      }
+    }
+  }
+}
+
+// incx < 1 gives 0 and n < 1 gives 0, with no access; n = 1 gives 1.
+TEST(SearchQuickReturns, IncrementAndLength) {
+  auto* bad = orb::test::faulting_pointer();
+  for (int n : {-1, 0, 1, 2, 100}) {
+    for (int inc : {-3, -1, 0, 1, 2}) {
+      const int want = (n < 1 || inc < 1) ? 0 : n == 1 ? 1 : -1;
+      if (want < 0) continue;
+      EXPECT_EQ(orb_blas_idamax(&n, static_cast<double*>(bad), &inc), want) << n << " " << inc;
+      EXPECT_EQ(orb_blas_isamax(&n, static_cast<float*>(bad), &inc), want);
+      EXPECT_EQ(orb_blas_icamax(&n, static_cast<orb_complex8*>(bad), &inc), want);
+      EXPECT_EQ(orb_blas_izamax(&n, static_cast<orb_complex16*>(bad), &inc), want);
+      EXPECT_EQ(orb_blas_idamin(&n, static_cast<double*>(bad), &inc), want);
+      EXPECT_EQ(orb_blas_isamin(&n, static_cast<float*>(bad), &inc), want);
+      EXPECT_EQ(orb_blas_icamin(&n, static_cast<orb_complex8*>(bad), &inc), want);
+      EXPECT_EQ(orb_blas_izamin(&n, static_cast<orb_complex16*>(bad), &inc), want);
+    }
+  }
+}
+
+// ------------------------------------------------------------ flags
+
+// Raises flags both ways a program might: by arithmetic in SSE registers,
+// and through <cfenv> (which on x86-64 uses the x87 status word for some).
+void raise_by_arithmetic(int flags) {
+  volatile double big = 1e308, ten = 10.0, zero = 0.0, one = 1.0, tiny = 1e-308, three = 3.0;
+  volatile double r;
+  if (flags & FE_OVERFLOW) r = big * ten;
+  if (flags & FE_INEXACT) r = one / three;
+  if (flags & FE_INVALID) r = zero / zero;
+  if (flags & FE_DIVBYZERO) r = one / zero;
+  if (flags & FE_UNDERFLOW) r = tiny / big;
+  (void)r;
+}
+
+struct FlagCase {
+  int n, incx;
+};
+
+class SearchFlags : public ::testing::TestWithParam<FlagCase> {};
+
+TEST_P(SearchFlags, CallerFlagsSurvive) {
+  const auto [n, incx] = GetParam();
+  auto x = orb::test::random_vector<double>(span(n, incx), 9);
+  x[std::size_t(n / 2) * incx] = 5.0;
+  const int want = n / 2 + 1;
+  for (auto [build, f] : every_build<search_fn<double>>("xidamax")) {
+    // Inexact and overflow, raised both ways: both survive, nothing is added.
+    std::feclearexcept(FE_ALL_EXCEPT);
+    raise_by_arithmetic(FE_INEXACT | FE_OVERFLOW);
+    std::feraiseexcept(FE_INEXACT | FE_OVERFLOW);
+    EXPECT_EQ(f(&n, x.data(), &incx), want) << build;
+    EXPECT_EQ(std::fetestexcept(FE_ALL_EXCEPT), FE_INEXACT | FE_OVERFLOW) << build;
+    // Every flag standing, invalid included: none is lost, and a standing
+    // invalid flag is not taken for a NaN in the data.
+    std::feclearexcept(FE_ALL_EXCEPT);
+    raise_by_arithmetic(FE_ALL_EXCEPT);
+    std::feraiseexcept(FE_ALL_EXCEPT);
+    EXPECT_EQ(f(&n, x.data(), &incx), want) << build;
+    EXPECT_EQ(std::fetestexcept(FE_ALL_EXCEPT), FE_ALL_EXCEPT) << build;
+    // With a NaN the search adds the invalid flag and removes nothing.
+    auto y = x;
+    y[std::size_t(n - 1) * incx] = std::nan("");
+    std::feclearexcept(FE_ALL_EXCEPT);
+    raise_by_arithmetic(FE_UNDERFLOW | FE_DIVBYZERO);
+    EXPECT_EQ(f(&n, y.data(), &incx), n) << build;
+    EXPECT_EQ(std::fetestexcept(FE_UNDERFLOW | FE_DIVBYZERO), FE_UNDERFLOW | FE_DIVBYZERO) << build;
+    std::feclearexcept(FE_ALL_EXCEPT);
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Paths, SearchFlags,
+                         ::testing::Values(FlagCase{2, 1}, FlagCase{7, 1}, FlagCase{8, 1}, FlagCase{100, 1},
+                                           FlagCase{5000, 1}, FlagCase{5, 3}, FlagCase{100, 3}, FlagCase{4098, 2}));
+
+}  // namespace
