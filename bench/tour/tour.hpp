@@ -57,7 +57,7 @@ inline void report(outcome& o, const char* routine, const std::string& result, b
                    const char* unit) {
   ++o.checks;
   if (!ok) ++o.failures;
-  std::printf("  %-8s %-44s %-4s", routine, result.c_str(), ok ? "ok" : "FAIL");
+  std::printf("  %-8s %-56s %s", routine, result.c_str(), ok ? "ok  " : "FAIL");
   if (rate > 0)
     std::printf(" %8.2f %s\n", rate, unit);
   else
