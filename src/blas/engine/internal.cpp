@@ -479,8 +479,11 @@ int team(const char* transa, const char* transb, const int* pm, const int* pn, c
       return 0;
     }
     case 3:
+      // Release and destroy are thread 0's; the others do not look at the
+      // handle, which may be gone by the time they arrive.
+      if (thread != 0) return 0;
       if (!h) return 1;
-      if (thread == 0) {
+      {
         orb_serv_lock(&h->lock);
         wait_idle(h);
         forget_source(h);
@@ -490,8 +493,8 @@ int team(const char* transa, const char* transb, const int* pm, const int* pn, c
       }
       return 0;
     case 4: {
-      if (!array) return 1;
       if (thread != 0) return 0;
+      if (!array) return 1;
       const int slots = pslots && *pslots > 0 ? *pslots : 1;
       handle_t<T>* first = team_handle<T>(array, 0);
       first->shared_b.free_bufs ? first->shared_b.free_bufs(&first->shared_b) : void();
