@@ -42,8 +42,9 @@ cd "$(dirname "$0")/.."
 ROOT=$PWD
 STAGES=${ORB_CI_STAGES:-x86_64 i386 sanitize}
 BUILD_ROOT=${ORB_CI_BUILD:-build-tests}
+case $BUILD_ROOT in /*) ;; *) BUILD_ROOT=$ROOT/$BUILD_ROOT ;; esac
 JOBS=${ORB_CI_JOBS:-2}
-LOGS=$ROOT/$BUILD_ROOT/logs
+LOGS=$BUILD_ROOT/logs
 mkdir -p "$LOGS"
 
 START=$(date +%s)
@@ -198,14 +199,14 @@ check_kernel_libraries() {
 }
 
 stage_x86_64() {
-  local dir=$ROOT/$BUILD_ROOT/x86_64
+  local dir=$BUILD_ROOT/x86_64
   configure_and_build x86_64 "$dir" -DCMAKE_BUILD_TYPE=Release || return 1
   check_kernel_libraries x86_64 "$dir"
   run_ctest x86_64 "$dir"
 }
 
 stage_i386() {
-  local dir=$ROOT/$BUILD_ROOT/i386
+  local dir=$BUILD_ROOT/i386
   configure_and_build i386 "$dir" -DCMAKE_BUILD_TYPE=Release -DCMAKE_TOOLCHAIN_FILE="$ROOT/cmake/i386.cmake" \
     -DORB_BUILD_BENCH=OFF || return 1
   check_kernel_libraries i386 "$dir"
@@ -213,7 +214,7 @@ stage_i386() {
 }
 
 stage_sanitize() {
-  local dir=$ROOT/$BUILD_ROOT/sanitize
+  local dir=$BUILD_ROOT/sanitize
   configure_and_build sanitize "$dir" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DORB_SANITIZE=ON -DORB_BUILD_BENCH=OFF ||
     return 1
   # Leaks count as errors. Kernel libraries are opened with dlopen and never
@@ -224,28 +225,37 @@ stage_sanitize() {
 }
 
 # ---------------------------------------------------------------- main
-say "orb test suite: stages $STAGES, $JOBS jobs, builds in $BUILD_ROOT/"
-say "processor: $(grep -m1 'model name' /proc/cpuinfo | cut -d: -f2- | sed 's/^ *//'); \
-AVX-512: $(grep -q -m1 avx512f /proc/cpuinfo && echo yes || echo no), AVX2: $(grep -q -m1 avx2 /proc/cpuinfo && echo yes || echo no)"
-install_packages || true
+# Everything runs from inside this function, read whole before it starts, so
+# that editing this file during a run cannot derail the run.
+main() {
+  say "orb test suite: stages $STAGES, $JOBS jobs, builds in $BUILD_ROOT/"
+  local cpu avx512 avx2
+  cpu=$(grep -m1 'model name' /proc/cpuinfo | cut -d: -f2- | sed 's/^ *//')
+  avx512=$(grep -q -m1 avx512f /proc/cpuinfo && echo yes || echo no)
+  avx2=$(grep -q -m1 avx2 /proc/cpuinfo && echo yes || echo no)
+  say "processor: $cpu; AVX-512: $avx512, AVX2: $avx2"
+  install_packages || true
 
-for stage in $STAGES; do
-  BUILD_NOTE=""
-  case $stage in
-    x86_64) stage_x86_64 ;;
-    i386) stage_i386 ;;
-    sanitize) stage_sanitize ;;
-    *) record "$stage" FAIL "unknown stage" ;;
-  esac
-done
+  for stage in $STAGES; do
+    BUILD_NOTE=""
+    case $stage in
+      x86_64) stage_x86_64 ;;
+      i386) stage_i386 ;;
+      sanitize) stage_sanitize ;;
+      *) record "$stage" FAIL "unknown stage" ;;
+    esac
+  done
 
-echo
-echo "==================== orb test summary ===================="
-for line in "${SUMMARY[@]}"; do echo "$line"; done
-echo "wall time: $(elapsed "$START"); logs in $BUILD_ROOT/logs/"
-if [ $FAILED != 0 ]; then
-  echo "RESULT: FAILED"
-  exit 1
-fi
-echo "RESULT: PASSED"
-exit 0
+  echo
+  echo "==================== orb test summary ===================="
+  for line in "${SUMMARY[@]}"; do echo "$line"; done
+  echo "wall time: $(elapsed "$START"); logs in $BUILD_ROOT/logs/"
+  if [ $FAILED != 0 ]; then
+    echo "RESULT: FAILED"
+    return 1
+  fi
+  echo "RESULT: PASSED"
+  return 0
+}
+
+main "$@"; exit $?
