@@ -43,29 +43,39 @@ void tile(strip_mode mode, int live, int kb, T alpha, const T* a, int lda, const
   using V = vec<T>;
   constexpr int N = V::N;
   V acc[R][NJ];
+  #pragma GCC unroll 16
   for (int r = 0; r < R; ++r)
+    #pragma GCC unroll 16
     for (int q = 0; q < NJ; ++q) acc[r][q] = V::zero();
   const T* bq[NJ];
+  #pragma GCC unroll 16
   for (int q = 0; q < NJ; ++q) bq[q] = TB ? b + j + q : b + ptrdiff_t(j + q) * ldb;
   const ptrdiff_t bstep = TB ? ldb : 1;
   for (int p = 0; p < kb; ++p) {
     V av[R];
     if (mode == kScratch) {
+      #pragma GCC unroll 16
       for (int r = 0; r < R; ++r) av[r] = V::load(scratch + (ptrdiff_t(p) * R + r) * N);
     } else {
+      #pragma GCC unroll 16
       for (int r = 0; r < R; ++r) av[r] = load_strip<T, TA>(a, lda, i + r * N, p, live - r * N);
       if (mode == kSourceToScratch)
+        #pragma GCC unroll 16
         for (int r = 0; r < R; ++r) av[r].store(scratch + (ptrdiff_t(p) * R + r) * N);
     }
     if (!TB && BETA == 1) __builtin_prefetch(bq[0] + p + 128 / sizeof(T));
+    #pragma GCC unroll 16
     for (int q = 0; q < NJ; ++q) {
       const V bv = V::set1(bq[q][p * bstep]);
+      #pragma GCC unroll 16
       for (int r = 0; r < R; ++r) acc[r][q] = fma(av[r], bv, acc[r][q]);
     }
   }
   const V va = V::set1(alpha), vb = V::set1(beta);
+  #pragma GCC unroll 16
   for (int q = 0; q < NJ; ++q) {
     T* cc = c + i + ptrdiff_t(j + q) * ldc;
+    #pragma GCC unroll 16
     for (int r = 0; r < R; ++r) {
       const int l = live - r * N;
       if (l <= 0) break;

@@ -19,6 +19,7 @@ struct a_strip {
   using V = vec<T>;
   static constexpr int N = V::N;
   static void load(V (&av)[R], bool trans, const T* a, int lda, int i, int p, int live) {
+    #pragma GCC unroll 16
     for (int r = 0; r < R; ++r) {
       const int l = live - r * N;
       if (!trans) {
@@ -37,6 +38,7 @@ void pst_real_block(bool ta, bool tb, int live, int ncols, int k, T alpha, const
   using V = vec<T>;
   constexpr int N = V::N;
   V acc0[R], acc1[R];
+  #pragma GCC unroll 16
   for (int r = 0; r < R; ++r) acc0[r] = V::zero(), acc1[r] = V::zero();
   const T* b0 = tb ? b + j : b + ptrdiff_t(j) * ldb;
   const T* b1 = tb ? b + j + 1 : b + ptrdiff_t(j + 1) * ldb;
@@ -46,12 +48,14 @@ void pst_real_block(bool ta, bool tb, int live, int ncols, int k, T alpha, const
     for (int p = 0; p < k; ++p) {
       a_strip<T, R>::load(av, ta, a, lda, i, p, live);
       const V v0 = V::set1(b0[p * bstep]), v1 = V::set1(b1[p * bstep]);
+      #pragma GCC unroll 16
       for (int r = 0; r < R; ++r) acc0[r] = fma(av[r], v0, acc0[r]), acc1[r] = fma(av[r], v1, acc1[r]);
     }
   } else {
     for (int p = 0; p < k; ++p) {
       a_strip<T, R>::load(av, ta, a, lda, i, p, live);
       const V v0 = V::set1(b0[p * bstep]);
+      #pragma GCC unroll 16
       for (int r = 0; r < R; ++r) acc0[r] = fma(av[r], v0, acc0[r]);
     }
   }
@@ -59,6 +63,7 @@ void pst_real_block(bool ta, bool tb, int live, int ncols, int k, T alpha, const
   for (int jj = 0; jj < ncols; ++jj) {
     T* cc = c + i + ptrdiff_t(j + jj) * ldc;
     const V* acc = jj == 0 ? acc0 : acc1;
+    #pragma GCC unroll 16
     for (int r = 0; r < R; ++r) {
       const int l = live - r * N;
       if (l >= N) fma(va, acc[r], V::loadu(cc + r * N)).storeu(cc + r * N);
@@ -95,7 +100,9 @@ void pst_complex_block(char ta, char tb, int live, int ncols, int k, T ar, T ai,
   using V = vec<T>;
   constexpr int N = V::N, H = N / 2;
   V accr[2][R], acci[2][R];
+  #pragma GCC unroll 16
   for (int q = 0; q < 2; ++q)
+    #pragma GCC unroll 16
     for (int r = 0; r < R; ++r) accr[q][r] = V::zero(), acci[q][r] = V::zero();
   const bool trans_a = ta != 'N', trans_b = tb != 'N';
   const ptrdiff_t bstep = trans_b ? 2 * ptrdiff_t(ldb) : 2;
@@ -103,6 +110,7 @@ void pst_complex_block(char ta, char tb, int live, int ncols, int k, T ar, T ai,
                     trans_b ? b + 2 * ptrdiff_t(j + 1) : b + 2 * ptrdiff_t(j + 1) * ldb};
   for (int p = 0; p < k; ++p) {
     V av[R];
+    #pragma GCC unroll 16
     for (int r = 0; r < R; ++r) {
       const int l = live - r * H;  // complex elements in this vector
       if (!trans_a) {
@@ -117,15 +125,19 @@ void pst_complex_block(char ta, char tb, int live, int ncols, int k, T ar, T ai,
         av[r] = V::load(t);
       }
     }
+    #pragma GCC unroll 16
     for (int q = 0; q < ncols; ++q) {
       const T* bp = bc[q] + p * bstep;
       const V vr = V::set1(bp[0]), vi = V::set1(bp[1]);
+      #pragma GCC unroll 16
       for (int r = 0; r < R; ++r) accr[q][r] = fma(av[r], vr, accr[q][r]), acci[q][r] = fma(av[r], vi, acci[q][r]);
     }
   }
   const bool ca = ta == 'C', cb = tb == 'C';
+  #pragma GCC unroll 16
   for (int q = 0; q < ncols; ++q) {
     T* cc = c + 2 * (i + ptrdiff_t(j + q) * ldc);
+    #pragma GCC unroll 16
     for (int r = 0; r < R; ++r) {
       alignas(64) T x[N], y[N];
       accr[q][r].store(x);

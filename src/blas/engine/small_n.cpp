@@ -21,29 +21,40 @@ void t_group(int k, T alpha, const T* a, int lda, int i, const T* b, int ldb, T 
   using V = vec<T>;
   constexpr int N = V::N;
   V acc[G][W];
+  #pragma GCC unroll 16
   for (int g = 0; g < G; ++g)
+    #pragma GCC unroll 16
     for (int w = 0; w < W; ++w) acc[g][w] = V::zero();
   const T* ac[G];
+  #pragma GCC unroll 16
   for (int g = 0; g < G; ++g) ac[g] = a + ptrdiff_t(i + g) * lda;
   int p = 0;
   for (; p + N <= k; p += N) {
     V bv[W];
+    #pragma GCC unroll 16
     for (int w = 0; w < W; ++w) bv[w] = V::loadu(b + p + ptrdiff_t(w) * ldb);
+    #pragma GCC unroll 16
     for (int g = 0; g < G; ++g) {
       const V av = V::loadu(ac[g] + p);
+      #pragma GCC unroll 16
       for (int w = 0; w < W; ++w) acc[g][w] = fma(av, bv[w], acc[g][w]);
     }
   }
   if (p < k) {
     const int r = k - p;
     V bv[W];
+    #pragma GCC unroll 16
     for (int w = 0; w < W; ++w) bv[w] = V::load_mask(b + p + ptrdiff_t(w) * ldb, r);
+    #pragma GCC unroll 16
     for (int g = 0; g < G; ++g) {
       const V av = V::load_mask(ac[g] + p, r);
+      #pragma GCC unroll 16
       for (int w = 0; w < W; ++w) acc[g][w] = fma(av, bv[w], acc[g][w]);
     }
   }
+  #pragma GCC unroll 16
   for (int g = 0; g < G; ++g)
+    #pragma GCC unroll 16
     for (int w = 0; w < W; ++w) {
       T* o = c + (i + g) + ptrdiff_t(w) * ldc;
       const T s = alpha * simd::reduce_add(acc[g][w]);
@@ -104,11 +115,13 @@ void n2_block(int live, int k, double alpha, const double* a, int lda, const dou
   using V = vec<double>;
   constexpr int N = V::N;
   V acc0[R], acc1[R];
+  #pragma GCC unroll 16
   for (int r = 0; r < R; ++r) acc0[r] = V::zero(), acc1[r] = V::zero();
   const double* b1 = b + ldb;
   for (int p = 0; p < k; ++p) {
     const double* ap = a + i + ptrdiff_t(p) * lda;
     const V v0 = V::set1(b[p]), v1 = V::set1(b1[p]);
+    #pragma GCC unroll 16
     for (int r = 0; r < R; ++r) {
       const int l = live - r * N;
       const V av = l >= N ? V::loadu(ap + r * N) : V::load_mask(ap + r * N, l);
@@ -117,9 +130,11 @@ void n2_block(int live, int k, double alpha, const double* a, int lda, const dou
     }
   }
   const V va = V::set1(alpha), vb = V::set1(beta);
+  #pragma GCC unroll 16
   for (int q = 0; q < 2; ++q) {
     double* cc = c + i + ptrdiff_t(q) * ldc;
     const V* acc = q == 0 ? acc0 : acc1;
+    #pragma GCC unroll 16
     for (int r = 0; r < R; ++r) {
       const int l = live - r * N;
       if (B0) {

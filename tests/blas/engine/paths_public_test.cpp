@@ -178,16 +178,17 @@ void expect_thread_invariant(char ta, char tb, int m, int n, int k, T alpha, T b
   }
 }
 
+// Every shape is above the size where the core starts a team.
 TEST(GemmEntry, SameBitsOnOneTwoAndThreeThreads) {
   expect_thread_invariant<double>('N', 'N', 400, 390, 60, 0.5, 0.25);   // packed
   expect_thread_invariant<double>('T', 'N', 500, 40, 130, -1.0, 0.0);   // packed, by rows
   expect_thread_invariant<double>('N', 'T', 700, 100, 100, 1.0, 1.0);   // no-copy
-  expect_thread_invariant<double>('T', 'N', 3000, 3, 80, 1.0, 0.5);     // dot products, by rows
-  expect_thread_invariant<double>('N', 'N', 2000, 2, 200, 2.0, 0.0);    // two columns, by rows
+  expect_thread_invariant<double>('T', 'N', 4000, 3, 200, 1.0, 0.5);     // dot products, by rows
+  expect_thread_invariant<double>('N', 'N', 4000, 2, 300, 2.0, 0.0);    // two columns, by rows
   expect_thread_invariant<float>('T', 'T', 150, 300, 120, 0.5, -1.0);   // no-copy
   expect_thread_invariant<orb_complex16>('C', 'N', 200, 200, 60, make<orb_complex16>(0.5, 0.5),
                                          make<orb_complex16>(0, 1));
-  expect_thread_invariant<orb_complex8>('N', 'T', 300, 5, 200, make<orb_complex8>(1, 0), make<orb_complex8>(0, 0));
+  expect_thread_invariant<orb_complex8>('N', 'T', 1000, 5, 500, make<orb_complex8>(1, 0), make<orb_complex8>(0, 0));
 }
 
 // ---- Edge cases -------------------------------------------------------------------

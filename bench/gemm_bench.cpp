@@ -1,0 +1,382 @@
+// GEMM speed: orb side by side with OpenBLAS and BLIS (and libxsmm for
+// small sizes, where the build has it), for SGEMM, DGEMM, CGEMM and ZGEMM,
+// on 1 and 2 threads, square sizes and skinny shapes (one side 2 to 16).
+//
+// Each (routine, shape, threads) first runs every library once on the same
+// data and compares the results with orb's (relative to the size of the
+// terms); an orb result that disagrees is marked WRONG. Then the libraries
+// are timed in alternating batches until each has run for the minimum time,
+// so that a noisy neighbour hurts all alike; the best batch of each is kept.
+// Speeds are GFLOPS (2 m n k flops per call for a real type, 8 m n k for a
+// complex one), and the fraction of the machine's peak, which is measured
+// at start from a loop of independent fused multiply-adds at the widest
+// vector the processor has.
+//
+//   gemm_bench [--full] [--min-time S] [--threads 1,2] [--types sdcz]
+//              [--csv FILE] [--png FILE] [--openblas PATH] [--blis PATH]
+//
+// The default run takes a couple of minutes; --full sweeps square sizes up
+// to 4000 and every skinny width from 2 to 16.
+#include <dlfcn.h>
+#include <immintrin.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "orb/orb_blas.h"
+#include "orb/orb_service.h"
+
+#ifdef ORB_BENCH_LIBXSMM
+extern "C" {
+void libxsmm_init(void);
+void libxsmm_dgemm(const char*, const char*, const int*, const int*, const int*, const double*, const double*,
+                   const int*, const double*, const int*, const double*, double*, const int*);
+void libxsmm_sgemm(const char*, const char*, const int*, const int*, const int*, const float*, const float*,
+                   const int*, const float*, const int*, const float*, float*, const int*);
+}
+#endif
+
+#ifndef ORB_BENCH_OPENBLAS
+#define ORB_BENCH_OPENBLAS "/usr/lib/x86_64-linux-gnu/openblas-pthread/libopenblas.so.0"
+#endif
+#ifndef ORB_BENCH_BLIS
+#define ORB_BENCH_BLIS "/usr/lib/x86_64-linux-gnu/blis-openmp/libblis.so.4"
+#endif
+
+namespace {
+
+using clock_type = std::chrono::steady_clock;
+
+// A GEMM with the Fortran interface; complex scalars and arrays as void*.
+using gemm_fn = void (*)(const char*, const char*, const int*, const int*, const int*, const void*, const void*,
+                         const int*, const void*, const int*, const void*, void*, const int*);
+
+struct library {
+  std::string name;
+  void* handle = nullptr;
+  gemm_fn gemm[4] = {};  // s d c z
+  void (*set_threads)(int) = nullptr;
+  // libxsmm: real types, one thread, sizes up to 64 (beyond, its
+  // libxsmm_?gemm hands the call to the BLAS the program links, orb here).
+  bool small_only = false;
+};
+
+bool open_peer(library& lib, const std::string& name, const std::string& path, const char* threads_symbol) {
+  lib.name = name;
+  lib.handle = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
+  if (!lib.handle) {
+    std::fprintf(stderr, "gemm_bench: cannot open %s (%s); leaving %s out\n", path.c_str(), dlerror(),
+                 name.c_str());
+    return false;
+  }
+  const char* names[4] = {"sgemm_", "dgemm_", "cgemm_", "zgemm_"};
+  for (int t = 0; t < 4; ++t) lib.gemm[t] = reinterpret_cast<gemm_fn>(dlsym(lib.handle, names[t]));
+  lib.set_threads = reinterpret_cast<void (*)(int)>(dlsym(lib.handle, threads_symbol));
+  return true;
+}
+
+void orb_set(int n) { orb_set_num_threads(n); }
+
+library orb_library() {
+  library lib;
+  lib.name = "orb";
+  lib.gemm[0] = reinterpret_cast<gemm_fn>(&orb_blas_sgemm);
+  lib.gemm[1] = reinterpret_cast<gemm_fn>(&orb_blas_dgemm);
+  lib.gemm[2] = reinterpret_cast<gemm_fn>(&orb_blas_cgemm);
+  lib.gemm[3] = reinterpret_cast<gemm_fn>(&orb_blas_zgemm);
+  lib.set_threads = &orb_set;
+  return lib;
+}
+
+// ---- Peak: independent fused multiply-add chains at the widest vector,
+// twelve of them in named registers (an array may go through memory).
+#define ORB_FMA12(V, FMA, SET, STORE, LANES)                                              \
+  V c0 = SET(1.0), c1 = SET(1.001), c2 = SET(1.002), c3 = SET(1.003), c4 = SET(1.004);   \
+  V c5 = SET(1.005), c6 = SET(1.006), c7 = SET(1.007), c8 = SET(1.008), c9 = SET(1.009); \
+  V c10 = SET(1.01), c11 = SET(1.011);                                                    \
+  const V a = SET(0.999999), b = SET(1e-7);                                               \
+  for (long it = 0; it < iters; ++it) {                                                   \
+    c0 = FMA(c0, a, b), c1 = FMA(c1, a, b), c2 = FMA(c2, a, b), c3 = FMA(c3, a, b);       \
+    c4 = FMA(c4, a, b), c5 = FMA(c5, a, b), c6 = FMA(c6, a, b), c7 = FMA(c7, a, b);       \
+    c8 = FMA(c8, a, b), c9 = FMA(c9, a, b), c10 = FMA(c10, a, b), c11 = FMA(c11, a, b);   \
+  }                                                                                       \
+  double t[LANES], s = 0;                                                                 \
+  for (V v : {c0, c1, c2, c3, c4, c5, c6, c7, c8, c9, c10, c11}) {                        \
+    STORE(t, v);                                                                          \
+    for (double x : t) s += x;                                                            \
+  }                                                                                       \
+  return s;
+__attribute__((target("avx512f"))) double fma_loop_avx512(long iters) {
+  ORB_FMA12(__m512d, _mm512_fmadd_pd, _mm512_set1_pd, _mm512_storeu_pd, 8)
+}
+__attribute__((target("avx2,fma"))) double fma_loop_avx2(long iters) {
+  ORB_FMA12(__m256d, _mm256_fmadd_pd, _mm256_set1_pd, _mm256_storeu_pd, 4)
+}
+#undef ORB_FMA12
+
+volatile double g_sink;
+
+// Double-precision peak of one core in GFLOPS (single precision is twice).
+double measure_peak() {
+  const int level = orb_serv_cpu_detect();
+  const int lanes = level >= 8 ? 8 : level >= 7 ? 4 : 2;
+  // Many short runs, keeping the fastest: on a shared machine some run
+  // gets the core to itself.
+  const long iters = 200000;
+  double best = 1e300;
+  for (int r = 0; r < 60; ++r) {
+    const auto t0 = clock_type::now();
+    g_sink = level >= 8 ? fma_loop_avx512(iters) : fma_loop_avx2(iters);
+    best = std::min(best, std::chrono::duration<double>(clock_type::now() - t0).count());
+  }
+  if (level < 7) return 0;
+  return 2.0 * lanes * 12 * double(iters) / best * 1e-9;
+}
+
+// ---- Data.
+struct matrix {
+  std::vector<double> store;  // enough doubles for the elements, aligned by vector
+  void* p() { return store.data(); }
+};
+void fill(std::vector<double>& v, std::size_t doubles, unsigned seed) {
+  v.resize(doubles + 8);
+  unsigned long long s = 0x9E3779B97F4A7C15ull ^ seed;
+  for (auto& e : v) {
+    s = s * 6364136223846793005ull + 1442695040888963407ull;
+    e = double(s >> 11) * 0x1.0p-53 * 2.0 - 1.0;
+  }
+}
+// The values as the type's reals (floats for s and c).
+void as_type(int t, std::vector<double>& v) {
+  if (t == 0 || t == 2) {
+    std::vector<double> out(v.size() / 2 + 8);
+    float* f = reinterpret_cast<float*>(out.data());
+    for (std::size_t i = 0; i < v.size(); ++i) f[i] = float(v[i]);
+    v.swap(out);
+  }
+}
+
+struct shape {
+  const char* kind;  // "square", "skinny-n", "skinny-m", "skinny-k"
+  int m, n, k;
+};
+
+struct result {
+  double gflops = 0;
+  bool ran = false;
+  bool wrong = false;
+};
+
+const char kType[4] = {'s', 'd', 'c', 'z'};
+int reals(int t) { return t >= 2 ? 2 : 1; }
+
+// Largest relative difference of two results, over the size of the terms
+// (each element's terms are bounded by k: the inputs lie in [-1, 1)).
+double difference(int t, const std::vector<double>& x, const std::vector<double>& y, std::size_t count, int k) {
+  double worst = 0;
+  const std::size_t n = count * reals(t);
+  for (std::size_t i = 0; i < n; ++i) {
+    double a, b;
+    if (t == 0 || t == 2) {
+      a = reinterpret_cast<const float*>(x.data())[i];
+      b = reinterpret_cast<const float*>(y.data())[i];
+    } else {
+      a = x[i];
+      b = y[i];
+    }
+    if (!std::isfinite(a)) return 1e300;
+    worst = std::max(worst, std::fabs(a - b) / (k + 1.0));
+  }
+  return worst;
+}
+
+struct bench {
+  std::vector<library> libs;
+  double min_time = 0.15;
+  double peak1 = 0;  // one core, double precision
+
+  // Times every library on one case; results[i] for libs[i].
+  std::vector<result> run(int t, const shape& s, int threads) {
+    const int m = s.m, n = s.n, k = s.k;
+    const std::size_t na = std::size_t(m) * k * reals(t), nb = std::size_t(k) * n * reals(t),
+                      nc = std::size_t(m) * n * reals(t);
+    std::vector<double> a, b, c0;
+    fill(a, na, 1);
+    fill(b, nb, 2);
+    fill(c0, nc, 3);
+    as_type(t, a);
+    as_type(t, b);
+    as_type(t, c0);
+    const double one[2] = {1.0, 0.0}, half[2] = {0.5, 0.0};
+    const float onef[2] = {1.0f, 0.0f}, halff[2] = {0.5f, 0.0f};
+    const void* alpha = (t == 0 || t == 2) ? static_cast<const void*>(onef) : static_cast<const void*>(one);
+    const void* beta = (t == 0 || t == 2) ? static_cast<const void*>(halff) : static_cast<const void*>(half);
+    std::vector<result> out(libs.size());
+    std::vector<std::vector<double>> cs(libs.size(), c0);
+    std::vector<bool> use(libs.size(), false);
+    for (std::size_t l = 0; l < libs.size(); ++l) {
+      library& L = libs[l];
+      if (!L.gemm[t]) continue;
+      if (L.small_only && (threads > 1 || std::max({m, n, k}) > 64)) continue;
+      use[l] = true;
+      if (L.set_threads) L.set_threads(threads);
+      L.gemm[t]("N", "N", &m, &n, &k, alpha, a.data(), &m, b.data(), &k, beta, cs[l].data(), &m);
+    }
+    // Agreement with the first peer that ran (orb is libs[0]).
+    for (std::size_t l = 1; l < libs.size(); ++l)
+      if (use[l]) {
+        const double eps = (t == 0 || t == 2) ? 1.2e-7 : 2.3e-16;
+        out[0].wrong = difference(t, cs[0], cs[l], std::size_t(m) * n, k) > 8 * eps * (k + 2);
+        break;
+      }
+    const double flops = (t >= 2 ? 8.0 : 2.0) * m * n * double(k);
+    std::vector<double> best(libs.size(), 1e300), spent(libs.size(), 0.0);
+    std::vector<long> reps(libs.size(), 1);
+    bool again = true;
+    while (again) {
+      again = false;
+      for (std::size_t l = 0; l < libs.size(); ++l) {
+        if (!use[l] || spent[l] >= min_time) continue;
+        library& L = libs[l];
+        if (L.set_threads) L.set_threads(threads);
+        const auto t0 = clock_type::now();
+        for (long r = 0; r < reps[l]; ++r)
+          L.gemm[t]("N", "N", &m, &n, &k, alpha, a.data(), &m, b.data(), &k, beta, cs[l].data(), &m);
+        const double dt = std::chrono::duration<double>(clock_type::now() - t0).count();
+        spent[l] += dt;
+        best[l] = std::min(best[l], dt / double(reps[l]));
+        if (dt < 0.01) reps[l] *= 2;
+        again = again || spent[l] < min_time;
+      }
+    }
+    for (std::size_t l = 0; l < libs.size(); ++l)
+      if (use[l]) {
+        out[l].ran = true;
+        out[l].gflops = flops / best[l] * 1e-9;
+      }
+    return out;
+  }
+};
+
+std::vector<shape> shapes(bool full) {
+  std::vector<shape> out;
+  const std::vector<int> square = full ? std::vector<int>{4, 6, 8, 12, 16, 24, 32, 48, 64, 96, 128, 192, 256, 384,
+                                                          512, 768, 1000, 1500, 2000, 3000, 4000}
+                                       : std::vector<int>{4, 8, 16, 32, 64, 128, 256, 512, 1000};
+  for (int s : square) out.push_back({"square", s, s, s});
+  const std::vector<int> thin = full ? std::vector<int>{2, 3, 4, 5, 6, 8, 10, 12, 14, 16} : std::vector<int>{2, 8, 16};
+  const int big = full ? 2000 : 800;
+  for (int w : thin) out.push_back({"skinny-n", big, w, big});
+  for (int w : thin) out.push_back({"skinny-m", w, big, big});
+  for (int w : thin) out.push_back({"skinny-k", big, big, w});
+  return out;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  bool full = false;
+  std::string csv = "gemm_bench.csv", png, types = "sdcz";
+  std::string openblas = ORB_BENCH_OPENBLAS, blis = ORB_BENCH_BLIS;
+  std::vector<int> thread_counts = {1, 2};
+  bench B;
+  for (int i = 1; i < argc; ++i) {
+    const std::string a = argv[i];
+    auto next = [&]() -> std::string { return i + 1 < argc ? argv[++i] : ""; };
+    if (a == "--full") full = true;
+    else if (a == "--min-time") B.min_time = std::atof(next().c_str());
+    else if (a == "--csv") csv = next();
+    else if (a == "--png") png = next();
+    else if (a == "--types") types = next();
+    else if (a == "--openblas") openblas = next();
+    else if (a == "--blis") blis = next();
+    else if (a == "--threads") {
+      thread_counts.clear();
+      const std::string v = next();
+      for (std::size_t p = 0; p < v.size();) {
+        thread_counts.push_back(std::atoi(v.c_str() + p));
+        const auto q = v.find(',', p);
+        if (q == std::string::npos) break;
+        p = q + 1;
+      }
+    } else {
+      std::fprintf(stderr,
+                   "usage: gemm_bench [--full] [--min-time S] [--threads 1,2] [--types sdcz] [--csv FILE] "
+                   "[--png FILE] [--openblas PATH] [--blis PATH]\n");
+      return 2;
+    }
+  }
+  if (png.empty()) png = csv.substr(0, csv.rfind('.')) + ".png";
+
+  B.libs.push_back(orb_library());
+  library ob, bl;
+  if (open_peer(ob, "OpenBLAS", openblas, "openblas_set_num_threads")) B.libs.push_back(ob);
+  if (open_peer(bl, "BLIS", blis, "bli_thread_set_num_threads")) B.libs.push_back(bl);
+#ifdef ORB_BENCH_LIBXSMM
+  {
+    libxsmm_init();
+    library xs;
+    xs.name = "libxsmm";
+    xs.gemm[0] = reinterpret_cast<gemm_fn>(&libxsmm_sgemm);
+    xs.gemm[1] = reinterpret_cast<gemm_fn>(&libxsmm_dgemm);
+    xs.small_only = true;
+    B.libs.push_back(xs);
+  }
+#else
+  std::printf("# libxsmm: not in this build (Debian's libxsmm-dev absent at configure time)\n");
+#endif
+
+  B.peak1 = measure_peak();
+  long cpus = sysconf(_SC_NPROCESSORS_ONLN);
+  std::printf("# orb kernels: %s; %ld processors; measured peak %.1f GFLOPS (double) per core\n",
+              orb_kernel_library(), cpus, B.peak1);
+  std::FILE* out = std::fopen(csv.c_str(), "w");
+  if (out) {
+    std::fprintf(out, "# kernels=%s peak_double_per_core=%.2f processors=%ld\n", orb_kernel_library(), B.peak1,
+                 cpus);
+    std::fprintf(out, "type,kind,m,n,k,threads,library,gflops,peak_fraction,orb_ratio,wrong\n");
+  }
+  std::printf("%-4s %-8s %5s %5s %5s %3s %9s %6s", "type", "shape", "m", "n", "k", "thr", "orb", "%peak");
+  for (std::size_t l = 1; l < B.libs.size(); ++l) std::printf(" %9s %6s", B.libs[l].name.c_str(), "ratio");
+  std::printf("\n");
+  for (char tc : types) {
+    const int t = int(std::strchr("sdcz", tc) - "sdcz");
+    if (t < 0 || t > 3) continue;
+    for (int threads : thread_counts)
+      for (const shape& s : shapes(full)) {
+        const std::vector<result> r = B.run(t, s, threads);
+        const double peak = B.peak1 * threads * (t == 0 || t == 2 ? 2.0 : 1.0);
+        std::printf("%-4c %-8s %5d %5d %5d %3d %9.2f %5.1f%%", kType[t], s.kind, s.m, s.n, s.k, threads,
+                    r[0].gflops, peak > 0 ? 100 * r[0].gflops / peak : 0.0);
+        for (std::size_t l = 1; l < B.libs.size(); ++l) {
+          if (r[l].ran) std::printf(" %9.2f %6.2f", r[l].gflops, r[0].gflops / r[l].gflops);
+          else std::printf(" %9s %6s", "-", "-");
+        }
+        std::printf("%s\n", r[0].wrong ? "  WRONG" : "");
+        std::fflush(stdout);
+        if (out)
+          for (std::size_t l = 0; l < B.libs.size(); ++l)
+            if (r[l].ran)
+              std::fprintf(out, "%c,%s,%d,%d,%d,%d,%s,%.3f,%.4f,%.3f,%d\n", kType[t], s.kind, s.m, s.n, s.k, threads,
+                           B.libs[l].name.c_str(), r[l].gflops, peak > 0 ? r[l].gflops / peak : 0.0,
+                           r[0].gflops / r[l].gflops, l == 0 && r[0].wrong ? 1 : 0);
+      }
+  }
+  if (out) {
+    std::fclose(out);
+    std::printf("# wrote %s\n", csv.c_str());
+    // The plot, when the plotting script and matplotlib are there.
+    std::string script = __FILE__;
+    script = script.substr(0, script.rfind('/') + 1) + "gemm_plot.py";
+    const std::string cmd = "/usr/bin/python3 '" + script + "' '" + csv + "' '" + png + "' 2>/dev/null";
+    if (access(script.c_str(), R_OK) == 0 && std::system(cmd.c_str()) == 0) std::printf("# wrote %s\n", png.c_str());
+  }
+  return 0;
+}
