@@ -19,6 +19,7 @@
 // to 4000 and every skinny width from 2 to 16.
 #include <dlfcn.h>
 #include <immintrin.h>
+#include <stdlib.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -282,6 +283,14 @@ std::vector<shape> shapes(bool full) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  // Three OpenMP-threaded libraries take turns here. Threads that spin
+  // after their region would steal the cores from the next library, so the
+  // runtime is asked to let waiting threads sleep; it reads the setting at
+  // load, hence the fresh start of this program with it.
+  if (!std::getenv("OMP_WAIT_POLICY")) {
+    setenv("OMP_WAIT_POLICY", "passive", 1);
+    execv("/proc/self/exe", argv);
+  }
   bool full = false;
   std::string csv = "gemm_bench.csv", png, types = "sdcz";
   std::string openblas = ORB_BENCH_OPENBLAS, blis = ORB_BENCH_BLIS;

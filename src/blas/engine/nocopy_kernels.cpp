@@ -108,10 +108,32 @@ void strip(strip_mode first, int live, int nb, int kb, T alpha, const T* a, int 
 }
 
 template <class T, bool TA, bool TB, int BETA>
+void strips(strip_mode first, int mb, int nb, int kb, T alpha, const T* a, int lda, const T* b, int ldb, T beta, T* c,
+            int ldc, T* scratch) {
+  constexpr int N = vec<T>::N, S = kStripVecs * N;
+  int i = 0;
+  for (; i + S <= mb; i += S)
+    strip<T, TA, TB, BETA, kStripVecs>(first, S, nb, kb, alpha, a, lda, b, ldb, beta, c, ldc, i, scratch);
+  for (; i < mb; i += N)
+    strip<T, TA, TB, BETA, 1>(first, mb - i < N ? mb - i : N, nb, kb, alpha, a, lda, b, ldb, beta, c, ldc, i,
+                              scratch);
+}
+
+// The scratch lives in a frame of its own, so that calls which read A in
+// place (small ones above all) do not pay for setting up tens of kilobytes
+// of stack.
+template <class T, bool TA, bool TB, int BETA>
+__attribute__((noinline)) void strips_through_scratch(int mb, int nb, int kb, T alpha, const T* a, int lda,
+                                                      const T* b, int ldb, T beta, T* c, int ldc) {
+  constexpr int S = kStripVecs * vec<T>::N;
+  // Room for one strip over the K block, page-aligned.
+  alignas(4096) T scratch[kScratchK * S + 128 / sizeof(T)];
+  strips<T, TA, TB, BETA>(kSourceToScratch, mb, nb, kb, alpha, a, lda, b, ldb, beta, c, ldc, scratch);
+}
+
+template <class T, bool TA, bool TB, int BETA>
 void nocopy(int mb, int nb, int kb, const T* palpha, const T* a, int lda, const T* b, int ldb, const T* pbeta, T* c,
             int ldc) {
-  using V = vec<T>;
-  constexpr int N = V::N, S = kStripVecs * N;
   if (mb < 1 || nb < 1) return;
   const T alpha = *palpha, beta = BETA == 2 ? *pbeta : T(BETA);
   if (kb < 1) {
@@ -120,19 +142,12 @@ void nocopy(int mb, int nb, int kb, const T* palpha, const T* a, int lda, const 
       for (int j = 0; j < nb; ++j) scale_column(mb, beta, c + ptrdiff_t(j) * ldc);
     return;
   }
-  // Room for one strip over the K block, page-aligned.
-  alignas(4096) T scratch[kScratchK * S + 128 / sizeof(T)];
-  strip_mode first = kSource;
   if (kb <= kScratchK && nb > kTileCols) {
     const bool unaligned = (reinterpret_cast<std::uintptr_t>(a) % 32) != 0 || (ptrdiff_t(lda) * sizeof(T)) % 32 != 0;
-    if (TA || (nb > 18 && unaligned)) first = kSourceToScratch;
+    if (TA || (nb > 18 && unaligned))
+      return strips_through_scratch<T, TA, TB, BETA>(mb, nb, kb, alpha, a, lda, b, ldb, beta, c, ldc);
   }
-  int i = 0;
-  for (; i + S <= mb; i += S)
-    strip<T, TA, TB, BETA, kStripVecs>(first, S, nb, kb, alpha, a, lda, b, ldb, beta, c, ldc, i, scratch);
-  for (; i < mb; i += N)
-    strip<T, TA, TB, BETA, 1>(first, mb - i < N ? mb - i : N, nb, kb, alpha, a, lda, b, ldb, beta, c, ldc, i,
-                              scratch);
+  strips<T, TA, TB, BETA>(kSource, mb, nb, kb, alpha, a, lda, b, ldb, beta, c, ldc, nullptr);
 }
 
 }  // namespace
