@@ -13,6 +13,8 @@
 // exactly -1 flips signs, anything else (NaN included) multiplies. Complex
 // factors multiply as (fr xr - fi xi, fr xi + fi xr), each product rounded
 // on its own; the conjugating bodies conjugate x first.
+#include <type_traits>
+
 #include "blas/engine/engine.hpp"
 
 namespace orb::engine {
@@ -57,14 +59,16 @@ template <> struct real_type<orb_complex8> { using type = float; };
 template <> struct real_type<orb_complex16> { using type = double; };
 
 // One panel of width w: src(r, p) at src + (down ? r + p * ld : p + r * ld)
-// elements, each of C reals.
-template <int C, bool Down, class R, class Op>
-inline void copy_panel(int k, int w, const R* src, std::ptrdiff_t ld, const Op& op, R* dst) {
+// elements, each of C reals. The width is a constant here so that the
+// inner loops unroll into whole-vector moves.
+template <int C, bool Down, int w, class R, class Op>
+inline void copy_panel(int k, const R* __restrict src, std::ptrdiff_t ld, const Op& op, R* __restrict dst) {
   if constexpr (Down) {
     for (int p = 0; p < k; ++p) {
       const R* s = src + std::ptrdiff_t(p) * ld * C;
-      if (p + 8 < k) __builtin_prefetch(s + 8 * ld * C);
+      __builtin_prefetch(s + 32 * ld * C);
       R* d = dst + std::ptrdiff_t(p) * w * C;
+#pragma GCC unroll 16
       for (int r = 0; r < w; ++r) op(s + r * C, d + r * C);
     }
   } else {
@@ -72,13 +76,17 @@ inline void copy_panel(int k, int w, const R* src, std::ptrdiff_t ld, const Op& 
     // is read in whole lines while the panel is written in order.
     int p = 0;
     for (; p + 8 <= k; p += 8) {
-      for (int r = 0; r < w; ++r) {
-        const R* s = src + (std::ptrdiff_t(r) * ld + p) * C;
-        __builtin_prefetch(s + 16 * C);
-        for (int q = 0; q < 8; ++q) op(s + q * C, dst + (std::ptrdiff_t(p + q) * w + r) * C);
+#pragma GCC unroll 16
+      for (int r = 0; r < w; ++r) __builtin_prefetch(src + (std::ptrdiff_t(r) * ld + p + 16) * C);
+#pragma GCC unroll 8
+      for (int q = 0; q < 8; ++q) {
+#pragma GCC unroll 16
+        for (int r = 0; r < w; ++r)
+          op(src + (std::ptrdiff_t(r) * ld + p + q) * C, dst + (std::ptrdiff_t(p + q) * w + r) * C);
       }
     }
     for (; p < k; ++p)
+#pragma GCC unroll 16
       for (int r = 0; r < w; ++r)
         op(src + (std::ptrdiff_t(r) * ld + p) * C, dst + (std::ptrdiff_t(p) * w + r) * C);
   }
@@ -89,13 +97,23 @@ void copy_all(int k, int L, const R* src, std::ptrdiff_t ld, const Op& op, R* ds
   // Offset of the short index r in the source, in reals.
   const std::ptrdiff_t step = Down ? C : ld * C;
   int r0 = 0;
-  for (; r0 + W <= L; r0 += W) copy_panel<C, Down>(k, W, src + r0 * step, ld, op, dst + std::ptrdiff_t(r0) * k * C);
+  for (; r0 + W <= L; r0 += W)
+    copy_panel<C, Down, W>(k, src + r0 * step, ld, op, dst + std::ptrdiff_t(r0) * k * C);
   const int rest = L - r0;
-  for (int w = 16; w >= 1; w /= 2) {
-    if (w >= W || !(rest & w)) continue;
-    copy_panel<C, Down>(k, w, src + r0 * step, ld, op, dst + std::ptrdiff_t(r0) * k * C);
-    r0 += w;
-  }
+  // The rest as panels of the powers of two below W, widest first.
+  auto tail = [&](auto width) {
+    constexpr int w = decltype(width)::value;
+    if constexpr (w < W) {
+      if (rest & w) {
+        copy_panel<C, Down, w>(k, src + r0 * step, ld, op, dst + std::ptrdiff_t(r0) * k * C);
+        r0 += w;
+      }
+    }
+  };
+  tail(std::integral_constant<int, 8>{});
+  tail(std::integral_constant<int, 4>{});
+  tail(std::integral_constant<int, 2>{});
+  tail(std::integral_constant<int, 1>{});
 }
 
 template <class T, int W, bool Down, bool Conj>
