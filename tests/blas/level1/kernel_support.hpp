@@ -58,12 +58,17 @@ class Guarded {
   E* as() {
     return reinterpret_cast<E*>(p_);
   }
-  // The payload equals `want` byte for byte, and no byte outside it changed.
-  ::testing::AssertionResult holds(const void* want) const {
+  // No byte outside the payload changed.
+  ::testing::AssertionResult untouched_around() const {
     for (const unsigned char* q = raw_.data(); q < p_; ++q)
       if (*q != kPattern) return ::testing::AssertionFailure() << "write " << (p_ - q) << " bytes before the vector";
     for (const unsigned char* q = p_ + bytes_; q < raw_.data() + raw_.size(); ++q)
       if (*q != kPattern) return ::testing::AssertionFailure() << "write " << (q - p_ - bytes_) << " bytes past the vector";
+    return ::testing::AssertionSuccess();
+  }
+  // The payload equals `want` byte for byte, and no byte outside it changed.
+  ::testing::AssertionResult holds(const void* want) const {
+    if (auto r = untouched_around(); !r) return r;
     for (std::size_t i = 0; i < bytes_; ++i)
       if (p_[i] != static_cast<const unsigned char*>(want)[i]) return ::testing::AssertionFailure() << "byte " << i << " differs";
     return ::testing::AssertionSuccess();
