@@ -250,6 +250,9 @@ main() {
   echo "==================== orb test summary ===================="
   for line in "${SUMMARY[@]}"; do echo "$line"; done
   echo "wall time: $(elapsed "$START"); logs in $BUILD_ROOT/logs/"
+  # Processor time of everything this run started (user, system): on a busy
+  # machine, a better measure of the cost than the wall time.
+  echo "processor time of all commands (user system): $(times | tail -n 1)"
   if [ $FAILED != 0 ]; then
     echo "RESULT: FAILED"
     return 1
