@@ -5,6 +5,8 @@
 // the load and store of y, alpha going into x first. The order along a
 // column never depends on the strides, so strided calls give the bits of
 // unit-stride ones.
+#include <type_traits>
+
 #include "blas/level2/gemv.hpp"
 
 namespace orb::l2 {
@@ -32,12 +34,14 @@ void gemv_t(int m, int n, T alpha, const T* a, idx lda, const T* x, int incx, T*
     constexpr int g = decltype(G)::value;
     V acc[g];
     const T* col[g];
+    #pragma GCC unroll 8
     for (int c = 0; c < g; ++c) {
       col[c] = a + idx(j + c) * lda;
       acc[c] = V::zero();
     }
     {
       alignas(64) T t[N] = {};
+      #pragma GCC unroll 8
       for (int c = 0; c < g; ++c) {
         t[0] = x0 * col[c][0];
         acc[c] = V::loadu(t);
@@ -46,21 +50,26 @@ void gemv_t(int m, int n, T alpha, const T* a, idx lda, const T* x, int incx, T*
     int i = 1;
     if (body >= 32) {
       for (; i + 4 * N <= 1 + full; i += 4 * N) {
+        #pragma GCC unroll 4
         for (int u = 0; u < 4; ++u) {
           const V xv = xload<T, Unit>(x, incx, i + u * N, N);
+          #pragma GCC unroll 8
           for (int c = 0; c < g; ++c) acc[c] = fma(V::loadu(col[c] + i + u * N), xv, acc[c]);
         }
       }
     }
     for (; i < 1 + full; i += N) {
       const V xv = xload<T, Unit>(x, incx, i, N);
+      #pragma GCC unroll 8
       for (int c = 0; c < g; ++c) acc[c] = fma(V::loadu(col[c] + i), xv, acc[c]);
     }
     if (i < m) {
       const int r = m - i;
       const V xv = xload<T, Unit>(x, incx, i, r);
+      #pragma GCC unroll 8
       for (int c = 0; c < g; ++c) acc[c] = fma(V::load_mask(col[c] + i, r), xv, acc[c]);
     }
+    #pragma GCC unroll 8
     for (int c = 0; c < g; ++c) {
       T& yj = y[idx(j + c) * incy];
       yj = std::fma(alpha, simd::reduce_add(acc[c]), yj);
@@ -84,16 +93,19 @@ inline void gemv_n_group(int m, const T* const* col, const T* t, T* y) {
   using V = vec<T>;
   constexpr int N = V::N;
   V vt[G];
+  #pragma GCC unroll 8
   for (int c = 0; c < G; ++c) vt[c] = V::set1(t[c]);
   int i = 0;
   for (; i + N <= m; i += N) {
     V yv = V::loadu(y + i);
+    #pragma GCC unroll 8
     for (int c = 0; c < G; ++c) yv = fma(V::loadu(col[c] + i), vt[c], yv);
     yv.storeu(y + i);
   }
   if (i < m) {
     const int r = m - i;
     V yv = V::load_mask(y + i, r);
+    #pragma GCC unroll 8
     for (int c = 0; c < G; ++c) yv = fma(V::load_mask(col[c] + i, r), vt[c], yv);
     yv.store_mask(y + i, r);
   }
@@ -186,10 +198,13 @@ void cgemv_n(int m, int n, cx<T> alpha, const T* a, idx lda, const T* x, int inc
   constexpr int N = V::N;
   constexpr int G = 4;
   const int total = 2 * m;
-  for (int j0 = 0; j0 < n; j0 += G) {
-    const int g = n - j0 < G ? n - j0 : G;
+  // Full groups, then single columns: g is a constant in each, so the
+  // group's accumulators live in registers.
+  auto step = [&](int j0, auto gc) {
+    constexpr int g = decltype(gc)::value;
     V vr[G], vi[G];
     const T* col[G];
+    #pragma GCC unroll 8
     for (int c = 0; c < g; ++c) {
       const cx<T> t = cmul(alpha, cx<T>{x[2 * idx(j0 + c) * incx], x[2 * idx(j0 + c) * incx + 1]});
       vr[c] = V::set1(t.re);
@@ -200,6 +215,7 @@ void cgemv_n(int m, int n, cx<T> alpha, const T* a, idx lda, const T* x, int inc
       int i = 0;
       for (; i + N <= total; i += N) {
         V yv = V::loadu(y + i);
+        #pragma GCC unroll 8
         for (int c = 0; c < g; ++c) {
           const V av = V::loadu(col[c] + i);
           yv = fma(swap_ri(av), vi[c], fma(av, vr[c], yv));
@@ -209,6 +225,7 @@ void cgemv_n(int m, int n, cx<T> alpha, const T* a, idx lda, const T* x, int inc
       if (i < total) {
         const int r = total - i;
         V yv = V::load_mask(y + i, r);
+        #pragma GCC unroll 8
         for (int c = 0; c < g; ++c) {
           const V av = V::load_mask(col[c] + i, r);
           yv = fma(swap_ri(av), vi[c], fma(av, vr[c], yv));
@@ -224,6 +241,7 @@ void cgemv_n(int m, int n, cx<T> alpha, const T* a, idx lda, const T* x, int inc
           t[l] = e[0], t[l + 1] = e[1];
         }
         V yv = V::load_mask(t, r);
+        #pragma GCC unroll 8
         for (int c = 0; c < g; ++c) {
           const V av = V::load_mask(col[c] + i, r);
           yv = fma(swap_ri(av), vi[c], fma(av, vr[c], yv));
@@ -235,7 +253,10 @@ void cgemv_n(int m, int n, cx<T> alpha, const T* a, idx lda, const T* x, int inc
         }
       }
     }
-  }
+  };
+  int j0 = 0;
+  for (; j0 + G <= n; j0 += G) step(j0, std::integral_constant<int, G>{});
+  for (; j0 < n; ++j0) step(j0, std::integral_constant<int, 1>{});
 }
 
 // Transposed: y(j) := y(j) + alpha * (column j . x), the column conjugated
@@ -249,10 +270,13 @@ void cgemv_t(int m, int n, cx<T> alpha, const T* a, idx lda, const T* x, int inc
   alignas(64) T xt[N];
   const V sp = Conj ? V::set1(T(1)) : pair_pattern<T>(T(1), T(-1));
   const V sq = Conj ? pair_pattern<T>(T(1), T(-1)) : V::set1(T(1));
-  for (int j0 = 0; j0 < n; j0 += G) {
-    const int g = n - j0 < G ? n - j0 : G;
+  // Full groups, then single columns: g is a constant in each, so the
+  // group's accumulators live in registers.
+  auto step = [&](int j0, auto gc) {
+    constexpr int g = decltype(gc)::value;
     V p[G], q[G];
     const T* col[G];
+    #pragma GCC unroll 8
     for (int c = 0; c < g; ++c) p[c] = q[c] = V::zero(), col[c] = a + 2 * idx(j0 + c) * lda;
     for (int i = 0; i < total; i += N) {
       const int r = total - i < N ? total - i : N;
@@ -267,19 +291,24 @@ void cgemv_t(int m, int n, cx<T> alpha, const T* a, idx lda, const T* x, int inc
         xv = V::load_mask(xt, r);
       }
       const V xs = swap_ri(xv);
+      #pragma GCC unroll 8
       for (int c = 0; c < g; ++c) {
         const V av = r == N ? V::loadu(col[c] + i) : V::load_mask(col[c] + i, r);
         p[c] = fma(av, xv, p[c]);
         q[c] = fma(av, xs, q[c]);
       }
     }
+    #pragma GCC unroll 8
     for (int c = 0; c < g; ++c) {
       const cx<T> s{simd::reduce_add(p[c] * sp), simd::reduce_add(q[c] * sq)};
       T* e = y + 2 * idx(j0 + c) * incy;
       const cx<T> v = cfma(alpha, s, cx<T>{e[0], e[1]});
       e[0] = v.re, e[1] = v.im;
     }
-  }
+  };
+  int j0 = 0;
+  for (; j0 + G <= n; j0 += G) step(j0, std::integral_constant<int, G>{});
+  for (; j0 < n; ++j0) step(j0, std::integral_constant<int, 1>{});
 }
 
 template <class C>

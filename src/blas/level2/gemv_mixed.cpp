@@ -1,6 +1,8 @@
 // Real matrix with complex vectors (scgemv, dzgemv), and the two-product
 // gem2v forms that read A once for y1 := alpha A x1 + beta y1 and
 // y2 := alpha A^T x2 + beta y2 (A^H in the complex forms).
+#include <type_traits>
+
 #include "blas/level2/gemv.hpp"
 
 namespace orb::l2 {
@@ -136,10 +138,13 @@ void gem2v_unit(int m, int n, T alpha, const T* a, idx lda, const T* x1, const T
   using V = vec<T>;
   constexpr int N = V::N;
   constexpr int G = 4;
-  for (int j0 = 0; j0 < n; j0 += G) {
-    const int g = n - j0 < G ? n - j0 : G;
+  // Full groups, then single columns: g is a constant in each, so the
+  // group's accumulators live in registers.
+  auto step = [&](int j0, auto gc) {
+    constexpr int g = decltype(gc)::value;
     V vt[G], acc[G];
     const T* col[G];
+    #pragma GCC unroll 8
     for (int c = 0; c < g; ++c) {
       vt[c] = V::set1(alpha * x1[j0 + c]);
       acc[c] = V::zero();
@@ -149,6 +154,7 @@ void gem2v_unit(int m, int n, T alpha, const T* a, idx lda, const T* x1, const T
       const int r = m - i < N ? m - i : N;
       V yv = V::load_mask(y1 + i, r);
       const V xv = V::load_mask(x2 + i, r);
+      #pragma GCC unroll 8
       for (int c = 0; c < g; ++c) {
         const V av = r == N ? V::loadu(col[c] + i) : V::load_mask(col[c] + i, r);
         yv = fma(av, vt[c], yv);
@@ -156,8 +162,12 @@ void gem2v_unit(int m, int n, T alpha, const T* a, idx lda, const T* x1, const T
       }
       yv.store_mask(y1 + i, r);
     }
+    #pragma GCC unroll 8
     for (int c = 0; c < g; ++c) y2[j0 + c] = std::fma(alpha, simd::reduce_add(acc[c]), y2[j0 + c]);
-  }
+  };
+  int j0 = 0;
+  for (; j0 + G <= n; j0 += G) step(j0, std::integral_constant<int, G>{});
+  for (; j0 < n; ++j0) step(j0, std::integral_constant<int, 1>{});
 }
 
 template <class T>
@@ -214,10 +224,13 @@ void gem2v_f(const int* pm, const int* pn, const C* palpha, const C* pa, const i
   T *y1 = rp(py1), *y2 = rp(py2);
   const int total = 2 * m;
   const V sp = V::set1(T(1)), sq = pair_pattern<T>(T(1), T(-1));
-  for (int j0 = 0; j0 < n; j0 += G) {
-    const int g = n - j0 < G ? n - j0 : G;
+  // Full groups, then single columns: g is a constant in each, so the
+  // group's accumulators live in registers.
+  auto step = [&](int j0, auto gc) {
+    constexpr int g = decltype(gc)::value;
     V vr[G], vi[G], p[G], q[G];
     const T* col[G];
+    #pragma GCC unroll 8
     for (int c = 0; c < g; ++c) {
       const cx<T> t = cmul(alpha, cx<T>{x1[2 * (j0 + c)], x1[2 * (j0 + c) + 1]});
       vr[c] = V::set1(t.re);
@@ -230,6 +243,7 @@ void gem2v_f(const int* pm, const int* pn, const C* palpha, const C* pa, const i
       V yv = V::load_mask(y1 + i, r);
       const V xv = V::load_mask(x2 + i, r);
       const V xs = swap_ri(xv);
+      #pragma GCC unroll 8
       for (int c = 0; c < g; ++c) {
         const V av = r == N ? V::loadu(col[c] + i) : V::load_mask(col[c] + i, r);
         const V as = swap_ri(av);
@@ -239,13 +253,17 @@ void gem2v_f(const int* pm, const int* pn, const C* palpha, const C* pa, const i
       }
       yv.store_mask(y1 + i, r);
     }
+    #pragma GCC unroll 8
     for (int c = 0; c < g; ++c) {
       const cx<T> s{simd::reduce_add(p[c] * sp), simd::reduce_add(q[c] * sq)};
       T* e = y2 + 2 * (j0 + c);
       const cx<T> v = cfma(alpha, s, cx<T>{e[0], e[1]});
       e[0] = v.re, e[1] = v.im;
     }
-  }
+  };
+  int j0 = 0;
+  for (; j0 + G <= n; j0 += G) step(j0, std::integral_constant<int, G>{});
+  for (; j0 < n; ++j0) step(j0, std::integral_constant<int, 1>{});
 }
 
 // Complex wrapper: unit strides go to the core; others are pieced from the

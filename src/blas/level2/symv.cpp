@@ -6,6 +6,8 @@
 // the dot that y(j) receives. Columns go in groups of four, rows eight (or
 // sixteen) lanes a step, y(i) loaded and stored once per step for the whole
 // group; the triangle at the head of a group is done in scalar steps.
+#include <type_traits>
+
 #include "blas/level2/level2.hpp"
 
 namespace orb::l2 {
@@ -18,11 +20,14 @@ template <class T>
 void symv_l(int n, T alpha, const T* a, idx lda, const T* x, T* y, int c0, int c1) {
   using V = vec<T>;
   constexpr int N = V::N;
-  for (int j0 = c0; j0 < c1; j0 += G) {
-    const int g = c1 - j0 < G ? c1 - j0 : G;
+  // Full groups, then single columns: g is a constant in each, so the
+  // group's accumulators live in registers.
+  auto step = [&](int j0, auto gc) {
+    constexpr int g = decltype(gc)::value;
     const T* col[G];
     T t[G], d[G];
     V vt[G], acc[G];
+    #pragma GCC unroll 8
     for (int c = 0; c < g; ++c) {
       col[c] = a + idx(j0 + c) * lda;
       t[c] = alpha * x[j0 + c];
@@ -31,6 +36,7 @@ void symv_l(int n, T alpha, const T* a, idx lda, const T* x, T* y, int c0, int c
       d[c] = T(0);
     }
     // Head triangle: rows j0 .. j0 + g - 1.
+    #pragma GCC unroll 8
     for (int c = 0; c < g; ++c) {
       const int j = j0 + c;
       d[c] = col[c][j] * x[j];
@@ -43,6 +49,7 @@ void symv_l(int n, T alpha, const T* a, idx lda, const T* x, T* y, int c0, int c
     for (; i + N <= n; i += N) {
       V yv = V::loadu(y + i);
       const V xv = V::loadu(x + i);
+      #pragma GCC unroll 8
       for (int c = 0; c < g; ++c) {
         const V av = V::loadu(col[c] + i);
         yv = fma(av, vt[c], yv);
@@ -54,6 +61,7 @@ void symv_l(int n, T alpha, const T* a, idx lda, const T* x, T* y, int c0, int c
       const int r = n - i;
       V yv = V::load_mask(y + i, r);
       const V xv = V::load_mask(x + i, r);
+      #pragma GCC unroll 8
       for (int c = 0; c < g; ++c) {
         const V av = V::load_mask(col[c] + i, r);
         yv = fma(av, vt[c], yv);
@@ -61,8 +69,12 @@ void symv_l(int n, T alpha, const T* a, idx lda, const T* x, T* y, int c0, int c
       }
       yv.store_mask(y + i, r);
     }
+    #pragma GCC unroll 8
     for (int c = 0; c < g; ++c) y[j0 + c] = std::fma(alpha, d[c] + simd::reduce_add(acc[c]), y[j0 + c]);
-  }
+  };
+  int j0 = c0;
+  for (; j0 + G <= c1; j0 += G) step(j0, std::integral_constant<int, G>{});
+  for (; j0 < c1; ++j0) step(j0, std::integral_constant<int, 1>{});
 }
 
 // Upper core over the columns [c0, c1).
@@ -70,11 +82,14 @@ template <class T>
 void symv_u(int, T alpha, const T* a, idx lda, const T* x, T* y, int c0, int c1) {
   using V = vec<T>;
   constexpr int N = V::N;
-  for (int j0 = c0; j0 < c1; j0 += G) {
-    const int g = c1 - j0 < G ? c1 - j0 : G;
+  // Full groups, then single columns: g is a constant in each, so the
+  // group's accumulators live in registers.
+  auto step = [&](int j0, auto gc) {
+    constexpr int g = decltype(gc)::value;
     const T* col[G];
     T t[G], d[G];
     V vt[G], acc[G];
+    #pragma GCC unroll 8
     for (int c = 0; c < g; ++c) {
       col[c] = a + idx(j0 + c) * lda;
       t[c] = alpha * x[j0 + c];
@@ -86,6 +101,7 @@ void symv_u(int, T alpha, const T* a, idx lda, const T* x, T* y, int c0, int c1)
     for (; i + N <= j0; i += N) {
       V yv = V::loadu(y + i);
       const V xv = V::loadu(x + i);
+      #pragma GCC unroll 8
       for (int c = 0; c < g; ++c) {
         const V av = V::loadu(col[c] + i);
         yv = fma(av, vt[c], yv);
@@ -97,6 +113,7 @@ void symv_u(int, T alpha, const T* a, idx lda, const T* x, T* y, int c0, int c1)
       const int r = j0 - i;
       V yv = V::load_mask(y + i, r);
       const V xv = V::load_mask(x + i, r);
+      #pragma GCC unroll 8
       for (int c = 0; c < g; ++c) {
         const V av = V::load_mask(col[c] + i, r);
         yv = fma(av, vt[c], yv);
@@ -105,6 +122,7 @@ void symv_u(int, T alpha, const T* a, idx lda, const T* x, T* y, int c0, int c1)
       yv.store_mask(y + i, r);
     }
     // Head triangle: rows j0 .. j0 + c of column j0 + c.
+    #pragma GCC unroll 8
     for (int c = 0; c < g; ++c) {
       const int j = j0 + c;
       for (int k = j0; k < j; ++k) {
@@ -113,8 +131,12 @@ void symv_u(int, T alpha, const T* a, idx lda, const T* x, T* y, int c0, int c1)
       }
       d[c] = std::fma(col[c][j], x[j], d[c]);
     }
+    #pragma GCC unroll 8
     for (int c = 0; c < g; ++c) y[j0 + c] = std::fma(alpha, simd::reduce_add(acc[c]) + d[c], y[j0 + c]);
-  }
+  };
+  int j0 = c0;
+  for (; j0 + G <= c1; j0 += G) step(j0, std::integral_constant<int, G>{});
+  for (; j0 < c1; ++j0) step(j0, std::integral_constant<int, 1>{});
 }
 
 // Strided x and y with no buffers: the same sums in plain order.
