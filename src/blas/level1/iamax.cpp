@@ -2,12 +2,12 @@
 // magnitude of a complex element is |re| + |im|. Ties go to the lowest
 // index. A NaN anywhere makes the result the index of the first NaN.
 //
-// NaNs are not looked for element by element. The floating-point exception
-// flags are saved and cleared on entry; every value then passes through a
-// max or min instruction, or a signalling compare, which raises the invalid
-// flag when it meets a NaN. Only when that flag stands at the end does a
-// second pass look for the first NaN. On the way out the caller's flags are
-// merged back, so a call adds flags and never removes one.
+// NaNs are not looked for element by element. The invalid-operation flag
+// is saved and cleared on entry; every value then passes through a max or
+// min instruction, or a signalling compare, which raises that flag when it
+// meets a NaN. Only when the flag stands at the end does a second pass look
+// for the first NaN. On the way out the caller's flags are merged back, so
+// a call adds flags and never removes one.
 //
 // The flags live in MXCSR: every floating-point operation of these kernels
 // is an SSE or AVX one on both targets, and the x87 status word is never
@@ -27,16 +27,20 @@
 namespace orb::l1 {
 namespace {
 
+// Of the six sticky flags only invalid-operation carries information back
+// to the search, so only that one needs to start clear: the others are
+// left standing, which merges them with whatever the search raises exactly
+// as saving, clearing and or-ing them back would, without the cost of
+// writing the control register (tens of cycles) on every call.
 class FlagGuard {
  public:
-  static constexpr unsigned kFlags = 0x3f;  // IE DE ZE OE UE PE
   static constexpr unsigned kInvalid = 0x01;
 
   FlagGuard() : saved_(read()) {
-    if (saved_ & kFlags) write(saved_ & ~kFlags);
+    if (saved_ & kInvalid) write(saved_ & ~kInvalid);
   }
   ~FlagGuard() {
-    if (saved_ & kFlags) write(read() | (saved_ & kFlags));
+    if (saved_ & kInvalid) write(read() | kInvalid);
   }
   FlagGuard(const FlagGuard&) = delete;
   FlagGuard& operator=(const FlagGuard&) = delete;
