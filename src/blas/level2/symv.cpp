@@ -3,7 +3,7 @@
 //
 // The cores touch each stored element once for both of its uses: a(i, j)
 // off the diagonal adds a(i, j) * alpha x(j) to y(i) and a(i, j) * x(i) to
-// the dot that y(j) receives. Columns go in groups of four, rows eight (or
+// the dot that y(j) receives. Columns go in groups of eight, rows eight (or
 // sixteen) lanes a step, y(i) loaded and stored once per step for the whole
 // group; the triangle at the head of a group is done in scalar steps.
 #include <type_traits>
@@ -13,7 +13,7 @@
 namespace orb::l2 {
 namespace {
 
-constexpr int G = 4;  // columns per group
+constexpr int G = 8;  // columns per group
 
 // Lower core over the columns [j0, j1), x and y contiguous.
 template <class T>
