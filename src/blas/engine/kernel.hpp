@@ -28,6 +28,40 @@ constexpr int tail_rounds() {
   else return JN == 3 ? 22 : JN == 2 ? 20 : 18;
 }
 
+// Ties the six accumulator vectors of a full tile to registers after each
+// K step: left alone, the register allocator of the AVX2 build rotates a
+// couple of them through the stack once per round.
+template <class V>
+__attribute__((always_inline)) inline void pin(V* acc) {
+  if constexpr (simd::kRegBytes == 32 && V::K == 2) {
+    asm("" : "+x"(acc[0].r[0]), "+x"(acc[0].r[1]), "+x"(acc[1].r[0]), "+x"(acc[1].r[1]), "+x"(acc[2].r[0]),
+        "+x"(acc[2].r[1]), "+x"(acc[3].r[0]), "+x"(acc[3].r[1]), "+x"(acc[4].r[0]), "+x"(acc[4].r[1]),
+        "+x"(acc[5].r[0]), "+x"(acc[5].r[1]));
+  } else if constexpr (simd::kRegBytes == 64 && V::K == 1) {
+    asm("" : "+v"(acc[0].r[0]), "+v"(acc[1].r[0]), "+v"(acc[2].r[0]), "+v"(acc[3].r[0]), "+v"(acc[4].r[0]),
+        "+v"(acc[5].r[0]));
+  }
+}
+
+// acc += a * b with b broadcast. On the AVX2 build the instruction is
+// written out for the real tiles so that the accumulator stays the
+// destination register: left to itself the compiler picks operand orders
+// that make it shuffle accumulators between registers and through the
+// stack. Same instruction, same rounding. (The complex tiles come out
+// better left to the compiler.)
+template <class V, class R>
+__attribute__((always_inline)) inline void fma_into(V& acc, const V& a, R bval) {
+#if ORB_LEVEL >= 7 && ORB_LEVEL < 9
+  const auto b = V::Reg::set1(bval);
+  for (int k = 0; k < V::K; ++k) {
+    if constexpr (sizeof(R) == 8) asm("vfmadd231pd %2, %1, %0" : "+x"(acc.r[k]) : "x"(a.r[k]), "x"(b));
+    else asm("vfmadd231ps %2, %1, %0" : "+x"(acc.r[k]) : "x"(a.r[k]), "x"(b));
+  }
+#else
+  acc = fma(a, V::set1(bval), acc);
+#endif
+}
+
 // One tile of w rows (live = w * C lanes) and JN columns. a and b are the
 // panels at K step 0, c the tile's first element; pf is where the prefetch
 // of the next A panel goes.
@@ -46,7 +80,11 @@ __attribute__((always_inline)) inline void tile(int k, int live, const R* __rest
     const V av = Full ? V::loadu(a + std::ptrdiff_t(p) * N) : V::load_mask(a + std::ptrdiff_t(p) * astep, live);
     const R* bp = b + std::ptrdiff_t(p) * NA;
 #pragma GCC unroll 12
-    for (int j = 0; j < NA; ++j) acc[j] = fma(av, V::set1(bp[j]), acc[j]);
+    for (int j = 0; j < NA; ++j) {
+      if constexpr (C == 1) fma_into(acc[j], av, bp[j]);
+      else acc[j] = fma(av, V::set1(bp[j]), acc[j]);
+    }
+    if constexpr (NA == 6) pin(acc);
   };
 
   const int rounds = k >> 3;
