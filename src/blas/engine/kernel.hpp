@@ -32,7 +32,8 @@ constexpr int tail_rounds() {
 // K step: left alone, the register allocator of the AVX2 build rotates a
 // couple of them through the stack once per round.
 template <class V>
-__attribute__((always_inline)) inline void pin(V* acc) {
+__attribute__((always_inline)) inline void pin([[maybe_unused]] V* acc) {
+#if defined(__x86_64__)  // the 32-bit mode names only eight vector registers
   if constexpr (simd::kRegBytes == 32 && V::K == 2) {
     asm("" : "+x"(acc[0].r[0]), "+x"(acc[0].r[1]), "+x"(acc[1].r[0]), "+x"(acc[1].r[1]), "+x"(acc[2].r[0]),
         "+x"(acc[2].r[1]), "+x"(acc[3].r[0]), "+x"(acc[3].r[1]), "+x"(acc[4].r[0]), "+x"(acc[4].r[1]),
@@ -41,6 +42,7 @@ __attribute__((always_inline)) inline void pin(V* acc) {
     asm("" : "+v"(acc[0].r[0]), "+v"(acc[1].r[0]), "+v"(acc[2].r[0]), "+v"(acc[3].r[0]), "+v"(acc[4].r[0]),
         "+v"(acc[5].r[0]));
   }
+#endif
 }
 
 // acc += a * b with b broadcast. On the AVX2 build the instruction is

@@ -389,7 +389,9 @@ TEST(GemmInternal, EachAllocationMayFail) {
     void* h = nullptr;
     orb_test_fail_allocation(nth, 0);
     const int made = f("N", "N", &M, &N, &K, &alpha, a.data(), &M, b.data(), &K, &beta, c.data(), &M, &create, &h);
-    if (made != 0) EXPECT_EQ(h, nullptr);
+    if (made != 0) {
+      EXPECT_EQ(h, nullptr);
+    }
     f("N", "N", &M, &N, &K, &alpha, a.data(), &M, b.data(), &K, &beta, c.data(), &M, &pack, &h);
     f("N", "N", &M, &N, &K, &alpha, a.data(), &M, b.data(), &K, &beta, c.data(), &M, &compute, &h);
     orb_test_fail_allocation(0, 0);
