@@ -138,21 +138,21 @@ __attribute__((always_inline)) inline void tile(int k, int live, const R* __rest
       }
     }
   } else {
+    // (rr, ir) + (-ii, ri): the second accumulator swapped within each pair,
+    // its new real lanes negated (a multiplication by -1 is exact), added.
+    alignas(64) R sg[N];
+    for (int i = 0; i < N; ++i) sg[i] = (i & 1) ? R(1) : R(-1);
+    const V sign = V::loadu(sg);
+#pragma GCC unroll 3
     for (int j = 0; j < JN; ++j) {
-      alignas(64) R t1[N], t2[N];
-      acc[2 * j].storeu(t1);
-      acc[2 * j + 1].storeu(t2);
+      const V res = acc[2 * j] + swap_pairs(acc[2 * j + 1]) * sign;
       R* cj = c + std::ptrdiff_t(j) * ldc * 2;
-      for (int i = 0; i < live; i += 2) {
-        const R re = t1[i] + -t2[i + 1];
-        const R im = t1[i + 1] + t2[i];
-        if (b0) {
-          cj[i] = re;
-          cj[i + 1] = im;
-        } else {
-          cj[i] = cj[i] + re;
-          cj[i + 1] = cj[i + 1] + im;
-        }
+      if (Full) {
+        if (b0) res.storeu(cj);
+        else (V::loadu(cj) + res).storeu(cj);
+      } else {
+        if (b0) res.store_mask(cj, live);
+        else (V::load_mask(cj, live) + res).store_mask(cj, live);
       }
     }
   }
