@@ -255,7 +255,9 @@ main() {
   echo "wall time: $(elapsed "$START"); logs in $BUILD_ROOT/logs/"
   # Processor time of everything this run started (user, system): on a busy
   # machine, a better measure of the cost than the wall time.
-  echo "processor time of all commands (user system): $(times | tail -n 1)"
+  # (times runs in this shell: in a pipe or $(...) it would see no children)
+  times >"$LOGS/times.txt"
+  echo "processor time of all commands (user system): $(tail -n 1 "$LOGS/times.txt")"
   if [ $FAILED != 0 ]; then
     echo "RESULT: FAILED"
     return 1
