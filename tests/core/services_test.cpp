@@ -65,7 +65,10 @@ TEST(JitTable, ConcurrentInsertsAndReads) {
     });
   for (int r = 0; r < 2; ++r)
     team.emplace_back([&] {
-      while (!done.load()) {
+      // Walk while the writers run, then once more after they finished, so
+      // at least one walk sees every entry however the threads were scheduled.
+      for (bool last = false; !last;) {
+        last = done.load();
         for (int b = 4095; b > 4095 - buckets_used; --b) {
           orb__blas_read_lock_jit_hashtable(b);
           void* head = nullptr;
