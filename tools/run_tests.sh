@@ -173,9 +173,11 @@ check_kernel_libraries() {
   if [ ! -f "$lib/liborb_avx512.so.2" ]; then
     problems+=("liborb_avx512.so.2 was not built")
   else
-    nm -D --defined-only "$lib/liborb_avx512.so.2" | grep -q ' dll_cpu_version$' ||
+    # grep -c reads to the end: an early-exiting grep -q would kill the
+    # producer with SIGPIPE and fail the pipeline under pipefail.
+    [ "$(nm -D --defined-only "$lib/liborb_avx512.so.2" | grep -c ' dll_cpu_version$')" -gt 0 ] ||
       problems+=("liborb_avx512.so.2 lacks dll_cpu_version")
-    objdump -d --no-show-raw-insn "$lib/liborb_avx512.so.2" | grep -q -m1 '%zmm' ||
+    [ "$(objdump -d --no-show-raw-insn "$lib/liborb_avx512.so.2" | grep -c '%zmm')" -gt 0 ] ||
       problems+=("liborb_avx512.so.2 holds no 512-bit instruction")
   fi
   [ -f "$lib/liborb_avx2.so.2" ] || problems+=("liborb_avx2.so.2 was not built")
