@@ -328,6 +328,16 @@ inline float hsum(__m128 b) {
 }
 #endif
 
+// Hides a value from the optimiser's view of how it was computed. GCC 12
+// fuses the shape of a complex product (a*b - c*d) into vfmaddsub even with
+// contraction off, which would round differently in the builds that have
+// it; passing each product through here keeps it rounded on its own.
+template <class T>
+inline T opaque(T v) {
+  asm("" : "+x"(v));
+  return v;
+}
+
 // The logical vector: K native registers holding N = 64 / sizeof(T) lanes.
 template <class T>
 struct vec {

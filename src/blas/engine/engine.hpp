@@ -24,6 +24,7 @@
 #include <cstdint>
 
 #include "frame/kernels.hpp"
+#include "frame/simd.hpp"
 #include "orb/orb_service.h"
 #include "orb/orb_types.h"
 
@@ -243,16 +244,8 @@ inline int trans_code(const char* t) {
   return c == 'N' ? 0 : c == 'T' ? 1 : c == 'C' ? 2 : -1;
 }
 
-// A value the optimiser cannot see through. The compiler matches the
-// pattern of a complex product (a*b - c*d, a*d + c*b) and emits fused
-// multiply-add-subtract instructions for it even where contraction is off,
-// which would round differently in the builds that have them; hiding one
-// product from it keeps each product rounded on its own in every build.
-template <class R>
-inline R opaque(R v) {
-  asm("" : "+x"(v));
-  return v;
-}
+// Each product of a complex multiply stays rounded on its own (simd.hpp).
+using simd::opaque;
 
 inline int round_up(int v, int step) { return (v + step - 1) / step * step; }
 

@@ -25,15 +25,8 @@ ORB_API void ORB_BLAS(xdrot)(const int* n, double* x, const int* incx, double* y
 namespace orb::l1 {
 namespace {
 
-// A value the compiler may not look through. GCC's vectoriser recognises
-// the shape of a complex product in scalar code and fuses it into
-// fmaddsub instructions even with contraction switched off, which would
-// round differently from the vector path and from the portable build.
-template <class T>
-inline T opaque(T v) {
-  asm("" : "+x"(v));
-  return v;
-}
+// Each product of a complex multiply stays rounded on its own (simd.hpp).
+using simd::opaque;
 
 // Complex vectors, real c and s: the rotation acts on each real alike.
 template <class T>

@@ -6,13 +6,8 @@
 namespace orb::l1 {
 namespace {
 
-// A value the compiler may not look through: GCC's vectoriser fuses the
-// shape of a complex product into fmaddsub even with contraction off.
-template <class T>
-inline T opaque(T v) {
-  asm("" : "+x"(v));
-  return v;
-}
+// Each product of a complex multiply stays rounded on its own (simd.hpp).
+using simd::opaque;
 
 // Real (a, b): r = +-sqrt(a^2 + b^2) with the sign of the larger of the two
 // (of b on a tie), c = a / r, s = b / r, and the reconstruction value z in
