@@ -143,6 +143,11 @@ void run_gemm(const char* transa, const char* transb, int m, int n, int k, const
               const T* b, int ldb, const T* beta, T* c, int ldc) {
   using G = gemm_type<T>;
   const auto kernel = gemm_kernel<T>();
+  // Small calls stay on this thread without asking about threads at all.
+  if (double(m) * n * std::max(k, 1) < kThreadedWork) {
+    kernel(transa, transb, &m, &n, &k, alpha, a, &lda, b, &ldb, beta, c, &ldc);
+    return;
+  }
   const char ta = fold(*transa), tb = fold(*transb);
   int threads = orb_get_max_threads();
 #ifdef ORB_HAVE_OPENMP

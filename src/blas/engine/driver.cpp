@@ -292,6 +292,16 @@ void xgemm(const char* transa, const char* transb, const int* pm, const int* pn,
     }
   }
 
+  if constexpr (G::comps == 1) {
+    // The no-copy driver needs nothing of the records but the call's own
+    // values, and building them costs a small call as much as its
+    // arithmetic: go straight to the driver's work.
+    if (nocopy) {
+      paths::nocopy_gemm(ta, tb, M, N, K, *palpha, a, *lda, b, *ldb, *pbeta, c, *ldc);
+      return;
+    }
+  }
+
   blas_op_params<T> params;
   blas_initialize_op_params<T>(transa, transb, palpha, pbeta, &params);
   blas_matrix A, B, Cv;

@@ -60,32 +60,30 @@ ORB_NOCOPY_TABLE(double, d)
 ORB_NOCOPY_TABLE(float, s)
 #undef ORB_NOCOPY_TABLE
 
+// The driver's work from the call's own values. Operator codes: 0 "N",
+// 1 "T", 2 "C".
 template <class T>
-int nocopy_driver(blas_op_params<T>* params, blas_matrix* av, blas_matrix* bv, blas_matrix* cv) {
-  const int m = cv->rows, n = cv->cols, k = av->cols;
-  if (m < 1 || n < 1) return 0;
-  const T alpha = params->alpha, beta = params->beta;
-  T* c = static_cast<T*>(cv->base);
-  const int ldc = cv->ld;
+void nocopy_run(int ca, int cb, int m, int n, int k, T alpha, const T* a, int lda, const T* b, int ldb, T beta, T* c,
+                int ldc) {
+  if (m < 1 || n < 1) return;
   if (k < 1 || alpha == T(0)) {
     if (beta != T(1))
       for (int j = 0; j < n; ++j) scale_column(m, beta, c + ptrdiff_t(j) * ldc);
-    return 0;
+    return;
   }
-  // Codes: 0 "N", 1 "T", 2 "C"; anything else reads as "T" (as the views do).
-  const int ca = params->transa == 0 || params->transa == 3 ? 0 : params->transa == 2 ? 2 : 1;
-  const int cb = params->transb == 0 || params->transb == 3 ? 0 : params->transb == 2 ? 2 : 1;
   const int index = 8 * (ca == 2) + 4 * (ca != 0) + 2 * (cb == 2) + (cb != 0);
   using tables = nocopy_tables<T>;
   const auto first = beta == T(0) ? tables::b0[index] : beta == T(1) ? tables::b1[index] : tables::bn[index];
-  const auto later = tables::b1[index];
   const limits& lim = ca == 0 ? nocopy_limits<T>::plain : nocopy_limits<T>::trans;
+  // The common small call is one block: no loops to set up.
+  if (k <= lim.k.half && m <= lim.m.half && n <= lim.n.half) {
+    first(m, n, k, &alpha, a, lda, b, ldb, &beta, c, ldc);
+    return;
+  }
+  const auto later = tables::b1[index];
   const int ks = nocopy_block(k, lim.k.limit, lim.k.step, lim.k.half);
   const int ms = nocopy_block(m, lim.m.limit, lim.m.step, lim.m.half);
   const int ns = nocopy_block(n, lim.n.limit, lim.n.step, lim.n.half);
-  const T* a = static_cast<const T*>(av->base);
-  const T* b = static_cast<const T*>(bv->base);
-  const int lda = av->ld, ldb = bv->ld;
   for (int p0 = 0; p0 < k; p0 += ks) {
     const int kb = k - p0 < ks ? k - p0 : ks;
     const auto kernel = p0 == 0 ? first : later;
@@ -99,10 +97,31 @@ int nocopy_driver(blas_op_params<T>* params, blas_matrix* av, blas_matrix* bv, b
       }
     }
   }
+}
+
+// Codes of the views: 0 "N", 1 "T", 2 "C"; anything else reads as "T".
+inline int nocopy_code(int t) { return t == 0 || t == 3 ? 0 : t == 2 ? 2 : 1; }
+
+template <class T>
+int nocopy_driver(blas_op_params<T>* params, blas_matrix* av, blas_matrix* bv, blas_matrix* cv) {
+  nocopy_run<T>(nocopy_code(params->transa), nocopy_code(params->transb), cv->rows, cv->cols, av->cols,
+                params->alpha, static_cast<const T*>(av->base), av->ld, static_cast<const T*>(bv->base), bv->ld,
+                params->beta, static_cast<T*>(cv->base), cv->ld);
   return 0;
 }
 
 }  // namespace
+
+void nocopy_gemm(char ta, char tb, int m, int n, int k, double alpha, const double* a, int lda, const double* b,
+                 int ldb, double beta, double* c, int ldc) {
+  nocopy_run<double>(ta == 'N' ? 0 : ta == 'C' ? 2 : 1, tb == 'N' ? 0 : tb == 'C' ? 2 : 1, m, n, k, alpha, a, lda, b,
+                     ldb, beta, c, ldc);
+}
+void nocopy_gemm(char ta, char tb, int m, int n, int k, float alpha, const float* a, int lda, const float* b, int ldb,
+                 float beta, float* c, int ldc) {
+  nocopy_run<float>(ta == 'N' ? 0 : ta == 'C' ? 2 : 1, tb == 'N' ? 0 : tb == 'C' ? 2 : 1, m, n, k, alpha, a, lda, b,
+                    ldb, beta, c, ldc);
+}
 }  // namespace orb::paths
 
 ORB_API int ORB_BLAS(xdgemm_nocopy_driver)(orb::engine::blas_op_params<double>* params, orb::engine::blas_matrix* a,

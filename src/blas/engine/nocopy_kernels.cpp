@@ -72,6 +72,32 @@ void tile(strip_mode mode, int live, int kb, T alpha, const T* a, int lda, const
     }
   }
   const V va = V::set1(alpha), vb = V::set1(beta);
+  if (BETA != 0 && live < R * N) {
+    // A short strip: masked stores to one column followed by masked loads
+    // of the next stall the load until the store leaves the core (the
+    // masks hide that the elements do not overlap), so every column of C
+    // is read before any is written.
+    V cv[R][NJ];
+    #pragma GCC unroll 16
+    for (int q = 0; q < NJ; ++q)
+      #pragma GCC unroll 16
+      for (int r = 0; r < R; ++r) {
+        const int l = live - r * N;
+        const T* o = c + i + r * N + ptrdiff_t(j + q) * ldc;
+        cv[r][q] = l >= N ? V::loadu(o) : l > 0 ? V::load_mask(o, l) : V::zero();
+      }
+    #pragma GCC unroll 16
+    for (int q = 0; q < NJ; ++q)
+      #pragma GCC unroll 16
+      for (int r = 0; r < R; ++r) {
+        const int l = live - r * N;
+        if (l <= 0) break;
+        T* o = c + i + r * N + ptrdiff_t(j + q) * ldc;
+        const V out = BETA == 1 ? fma(va, acc[r][q], cv[r][q]) : fma(va, acc[r][q], vb * cv[r][q]);
+        l >= N ? out.storeu(o) : out.store_mask(o, l);
+      }
+    return;
+  }
   #pragma GCC unroll 16
   for (int q = 0; q < NJ; ++q) {
     T* cc = c + i + ptrdiff_t(j + q) * ldc;
@@ -92,7 +118,7 @@ void tile(strip_mode mode, int live, int kb, T alpha, const T* a, int lda, const
 }
 
 template <class T, bool TA, bool TB, int BETA, int R>
-void strip(strip_mode first, int live, int nb, int kb, T alpha, const T* a, int lda, const T* b, int ldb, T beta,
+__attribute__((always_inline)) inline void strip(strip_mode first, int live, int nb, int kb, T alpha, const T* a, int lda, const T* b, int ldb, T beta,
            T* c, int ldc, int i, T* scratch) {
   strip_mode mode = first;
   for (int j = 0; j < nb; j += kTileCols) {
