@@ -1,9 +1,9 @@
 // y := alpha op(A) x + beta y, for the four types.
 //
-// One pass over A. Transposed: columns four at a time share the loads of x,
-// each column a dot in lanes. Not transposed: columns eight at a time share
-// the load and store of y, alpha going into x first. The order along a
-// column never depends on the strides, so strided calls give the bits of
+// One pass over A. Transposed: columns eight at a time share the loads of
+// x, each column a dot in lanes. Not transposed: columns eight at a time
+// share the load and store of y, alpha going into x first. The order along
+// a column never depends on the strides, so strided calls give the bits of
 // unit-stride ones.
 #include <type_traits>
 
@@ -20,8 +20,19 @@ inline vec<T> xload(const T* x, int incx, int i, int live) {
   else return vec<T>::gather(x + idx(i) * incx, incx, live);
 }
 
+// Columns per group of the transposed form. Eight beat four on the 512-bit
+// build and, though their accumulators then fill the register file, on the
+// 256-bit one as well: the loads of x shared by more columns matter more.
+constexpr int kGemvTGroup = 8;
+// Distance of the software prefetch along each column, in elements.
+constexpr int kGemvTAhead = 32;
+
 // Transposed: y(j) := y(j) + alpha * (column j . x) for the columns [0, n).
-// Row 0 is peeled into lane 0 so that the vector loop starts at row 1.
+// Row 0 is peeled into lane 0 so that the vector loop starts at row 1. The
+// columns of a group share each load of x; every column's sum runs in the
+// same order whatever the group. The hardware prefetcher follows eight
+// column streams poorly once A has left the L2 cache, so each column is
+// prefetched a few lines ahead.
 template <class T, bool Unit>
 void gemv_t(int m, int n, T alpha, const T* a, idx lda, const T* x, int incx, T* y, int incy) {
   using V = vec<T>;
@@ -48,13 +59,14 @@ void gemv_t(int m, int n, T alpha, const T* a, idx lda, const T* x, int incx, T*
       }
     }
     int i = 1;
-    if (body >= 32) {
-      for (; i + 4 * N <= 1 + full; i += 4 * N) {
-        #pragma GCC unroll 4
-        for (int u = 0; u < 4; ++u) {
-          const V xv = xload<T, Unit>(x, incx, i + u * N, N);
-          #pragma GCC unroll 8
-          for (int c = 0; c < g; ++c) acc[c] = fma(V::loadu(col[c] + i + u * N), xv, acc[c]);
+    for (; i + 2 * N <= 1 + full; i += 2 * N) {
+      #pragma GCC unroll 2
+      for (int u = 0; u < 2; ++u) {
+        const V xv = xload<T, Unit>(x, incx, i + u * N, N);
+        #pragma GCC unroll 8
+        for (int c = 0; c < g; ++c) {
+          __builtin_prefetch(col[c] + i + u * N + kGemvTAhead, 0, 3);
+          acc[c] = fma(V::loadu(col[c] + i + u * N), xv, acc[c]);
         }
       }
     }
@@ -78,7 +90,8 @@ void gemv_t(int m, int n, T alpha, const T* a, idx lda, const T* x, int incx, T*
   };
   // x(1) lies at x[0] for unit stride; for strides the caller passes the
   // start of x, and row i is at x[i * incx].
-  for (; j + 4 <= n;) group(std::integral_constant<int, 4>{});
+  for (; j + kGemvTGroup <= n;) group(std::integral_constant<int, kGemvTGroup>{});
+  if (j + 4 <= n) group(std::integral_constant<int, 4>{});
   switch (n - j) {
     case 3: group(std::integral_constant<int, 3>{}); break;
     case 2: group(std::integral_constant<int, 2>{}); break;
