@@ -11,6 +11,48 @@ namespace {
 
 // ---- General ----------------------------------------------------------------
 
+// Columns of the rank-1 update taken together when x is contiguous: each
+// load of x serves all of them.
+constexpr int kGerGroup = 8;
+// Matrices of more than this many elements are prefetched for writing a
+// few lines ahead of the stores; smaller ones sit in the caches.
+constexpr double kGerPrefetchFrom = 1.5e6;
+constexpr int kGerAhead = 64;  // elements
+
+// a(:, c) += x * t(c) for the g columns of a group, over m rows. The rows
+// are peeled so that the first column's stores land on whole lines. Each
+// element sees the one fused step of the column-by-column update.
+template <class T, int g, bool Prefetch>
+void ger_group(int m, const T* x, const T* t, T* const* col) {
+  using V = vec<T>;
+  constexpr int N = V::N;
+  V vt[g];
+  #pragma GCC unroll 8
+  for (int c = 0; c < g; ++c) vt[c] = V::set1(t[c]);
+  int i = 0;
+  const int peel = m >= 2 * N ? l1::peel64(col[0], m) : 0;
+  if (peel > 0) {
+    const V xv = V::load_mask(x, peel);
+    #pragma GCC unroll 8
+    for (int c = 0; c < g; ++c) fma(xv, vt[c], V::load_mask(col[c], peel)).store_mask(col[c], peel);
+    i = peel;
+  }
+  for (; i + N <= m; i += N) {
+    const V xv = V::loadu(x + i);
+    #pragma GCC unroll 8
+    for (int c = 0; c < g; ++c) {
+      if constexpr (Prefetch) __builtin_prefetch(col[c] + i + kGerAhead, 1, 3);
+      fma(xv, vt[c], V::loadu(col[c] + i)).storeu(col[c] + i);
+    }
+  }
+  if (i < m) {
+    const int r = m - i;
+    const V xv = V::load_mask(x + i, r);
+    #pragma GCC unroll 8
+    for (int c = 0; c < g; ++c) fma(xv, vt[c], V::load_mask(col[c] + i, r)).store_mask(col[c] + i, r);
+  }
+}
+
 template <class T>
 void ger_real(const int* pm, const int* pn, const T* palpha, const T* x, const int* pincx, const T* y,
               const int* pincy, T* a, const int* plda,
@@ -22,25 +64,37 @@ void ger_real(const int* pm, const int* pn, const T* palpha, const T* x, const i
   const idx lda = *plda;
   const T* ys = y + first(n, incy);
   const int one = 1;
-  int j = 0;
-  for (; j + 2 <= n; j += 2) {
-    const T y0 = ys[idx(j) * incy], y1 = ys[idx(j + 1) * incy];
-    if (y0 != T(0)) {
-      const T t = y0 * alpha;
-      axpy(pm, &t, x, pincx, a + idx(j) * lda, &one);
-    }
-    if (y1 != T(0)) {
-      const T t = y1 * alpha;
-      axpy(pm, &t, x, pincx, a + idx(j + 1) * lda, &one);
-    }
-  }
-  if (j < n) {
+  auto column = [&](int j) {
     const T yj = ys[idx(j) * incy];
     if (yj != T(0)) {
       const T t = yj * alpha;
       axpy(pm, &t, x, pincx, a + idx(j) * lda, &one);
     }
+  };
+  int j = 0;
+  if (*pincx == 1) {
+    constexpr int G = kGerGroup;
+    const bool pf = double(m) * double(n) > kGerPrefetchFrom;
+    for (; j + G <= n; j += G) {
+      T t[G];
+      T* col[G];
+      bool whole = true;
+      for (int c = 0; c < G; ++c) {
+        const T yj = ys[idx(j + c) * incy];
+        whole = whole && yj != T(0);
+        t[c] = yj * alpha;
+        col[c] = a + idx(j + c) * lda;
+      }
+      if (!whole) {
+        for (int c = 0; c < G; ++c) column(j + c);
+      } else if (pf) {
+        ger_group<T, G, true>(m, x, t, col);
+      } else {
+        ger_group<T, G, false>(m, x, t, col);
+      }
+    }
   }
+  for (; j < n; ++j) column(j);
 }
 
 // col[0..len) += x * t for x contiguous or strided (start already applied).

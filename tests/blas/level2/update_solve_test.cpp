@@ -2,6 +2,7 @@
 // solve: the reference BLAS at block-edge sizes, the documented edges
 // (skipped columns, real diagonals, unread unit diagonals, no-buffer
 // paths), and the threaded forms against the single-thread ones.
+#include <algorithm>
 #include <cmath>
 #include <limits>
 
@@ -49,6 +50,49 @@ TEST(Ger, ZeroInYSkipsItsColumnSoNaNSurvives) {
   orb_blas_zgerc(&m, &n, &al, xz.data(), &one, yz.data(), &one, az.data(), &lda);
   EXPECT_TRUE(std::isnan(az[3 * lda + 4].re));
   EXPECT_EQ(az[3 * lda + 5].re, 1.0);
+}
+
+// Every element takes exactly one fused step, a + x(i) * (y(j) alpha), in
+// every build, whatever the alignment of A, the grouping of the columns or
+// the stride of x; a zero y(j) leaves its column untouched (NaN included),
+// also inside a group of nonzero ones.
+template <class T>
+void ger_exact(const char* name) {
+  using ger_fn = void (*)(const int*, const int*, const T*, const T*, const int*, const T*, const int*, T*,
+                          const int*);
+  unsigned seed = 80;
+  for (const char* tag : orb::test::runnable_builds()) {
+    const auto ger = orb::test::kernel_of<ger_fn>(tag, name);
+    for (const int m : {1, 7, 16, 37, 100})
+      for (const int n : {3, 8, 9, 19})
+        for (const int shift : {0, 1, 3})
+          for (const int incx : {1, -2}) {
+            const int lda = m + 3, incy = 1;
+            // shift moves A off a 64-byte line, so the row peel varies.
+            std::vector<T> store(std::size_t(lda) * n + shift + 16);
+            T* a = store.data() + shift;
+            const auto a0 = rnd<T>(std::size_t(lda) * n, seed++);
+            std::copy(a0.begin(), a0.end(), a);
+            const auto xv = rnd<T>(m, seed++);
+            auto y = rnd<T>(n, seed++);
+            if (n > 9) y[10] = T(0), a[10 * std::size_t(lda) + m / 2] = T(kNaN);
+            std::vector<T> x(span(m, incx));
+            for (int i = 0; i < m; ++i) x[at(m, incx, i)] = xv[i];
+            std::vector<T> want(a, a + std::size_t(lda) * n);
+            const T alpha = T(0.75);
+            for (int j = 0; j < n; ++j)
+              if (y[j] != T(0))
+                for (int i = 0; i < m; ++i)
+                  want[std::size_t(j) * lda + i] = std::fma(xv[i], y[j] * alpha, want[std::size_t(j) * lda + i]);
+            ger(&m, &n, &alpha, x.data(), &incx, y.data(), &incy, a, &lda);
+            const std::vector<T> got(a, a + std::size_t(lda) * n);
+            ASSERT_TRUE(same(got, want)) << tag << " m=" << m << " n=" << n << " shift " << shift << " incx " << incx;
+          }
+  }
+}
+TEST(Ger, OneFusedStepPerElementInEveryBuildAndLayout) {
+  ger_exact<double>("xdger");
+  ger_exact<float>("xsger");
 }
 
 // ---- Hermitian updates ----------------------------------------------------------
