@@ -46,10 +46,13 @@ struct call_scope {
   }
 };
 
-bool bad(const char* rout, int pos) {
-  cblas_xerbla(pos, rout, "");
-  return true;
+// Reports the argument at `pos` unless it is legal; answers whether it is.
+bool legal(const char* rout, bool is_legal, int pos) {
+  if (!is_legal) cblas_xerbla(pos, rout, "");
+  return is_legal;
 }
+// The checks of the column-major call count the layout in front of them.
+bool checked(const char* rout, int info) { return legal(rout, info == 0, info + 1); }
 
 // ---- Enumerations --------------------------------------------------------------
 
@@ -79,6 +82,19 @@ char diag_letter(CBLAS_DIAG d) {
 }
 // 1 = row-major, 0 = column-major, -1 illegal.
 int layout_row(CBLAS_LAYOUT l) { return l == CblasRowMajor ? 1 : l == CblasColMajor ? 0 : -1; }
+
+// The layout and the triangle, the first two arguments of the symmetric,
+// Hermitian and triangular routines: the triangle's letter for the
+// column-major call, or 0 once one of them is reported.
+char open_uplo(const char* rout, int row, CBLAS_UPLO uplo) {
+  if (!legal(rout, row >= 0, 1)) return 0;
+  const char u = uplo_letter(uplo, row);
+  return legal(rout, u != 0, 2) ? u : 0;
+}
+
+// Real scalars come by value, complex ones by address.
+template <class T> const T* scalar(const T& v) { return &v; }
+template <class T> const T* scalar(const void* p) { return static_cast<const T*>(p); }
 
 // ---- Conjugation helpers -----------------------------------------------------------
 
@@ -116,137 +132,63 @@ template <class C> struct conj_copy {
   }
 };
 
-// ---- gemv -----------------------------------------------------------------------
-
-template <class C, class S>
-void gemv_complex(const char* rout, CBLAS_LAYOUT layout, CBLAS_TRANSPOSE ta, int m, int n, const S* alpha, const C* a,
-          int lda, const C* x, int incx, const S* beta, S* y, int incy,
-          void (*f)(const char*, const int*, const int*, const S*, const C*, const int*, const S*, const int*,
-                    const S*, S*, const int*)) {
-  const int row = layout_row(layout);
-  call_scope scope(row == 1);
-  if (row < 0 && bad(rout, 1)) return;
-  bool cj = false;
-  const char t = trans_letter(ta, row, cj);
-  if (!t && bad(rout, 2)) return;
-  const int fm = row ? n : m, fn = row ? m : n;
-  if (const int info = chk::gemv(t, fm, fn, lda, incx, incy)) {
-    bad(rout, info + 1);
-    return;
-  }
-  {
-    if (cj) {
-      const int leny = fm, lenx = fn;
-      const S ca = conj(*alpha), cb = conj(*beta);
-      conj_copy<S> xc(lenx, x, incx);
-      conj_inplace(leny, y, incy);
-      f(&t, &fm, &fn, &ca, a, &lda, xc.p, &xc.inc, &cb, y, &incy);
-      conj_inplace(leny, y, incy);
-      return;
-    }
-  }
-  f(&t, &fm, &fn, alpha, a, &lda, x, &incx, beta, y, &incy);
+// y := alpha op(A) x + beta y where the column-major call would need the
+// conjugate of the stored matrix: conj(y) := conj(alpha) A conj(x) +
+// conj(beta) conj(y) instead. call(alpha, x, incx, beta) runs the product.
+template <class C, class F>
+void conjugated_product(int lenx, const C* x, int incx, int leny, C* y, int incy, const C* alpha, const C* beta,
+                        F call) {
+  const C ca = conj(*alpha), cb = conj(*beta);
+  conj_copy<C> xc(lenx, x, incx);
+  conj_inplace(leny, y, incy);
+  call(&ca, xc.p, &xc.inc, &cb);
+  conj_inplace(leny, y, incy);
 }
 
-template <class T>
-void gemv_real(const char* rout, CBLAS_LAYOUT layout, CBLAS_TRANSPOSE ta, int m, int n, T alpha, const T* a,
-               int lda, const T* x, int incx, T beta, T* y, int incy,
-               void (*f)(const char*, const int*, const int*, const T*, const T*, const int*, const T*,
-                         const int*, const T*, T*, const int*)) {
-  const int row = layout_row(layout);
-  call_scope scope(row == 1);
-  if (row < 0 && bad(rout, 1)) return;
-  bool cj = false;
-  char t = trans_letter(ta, row, cj);
-  if (!t && bad(rout, 2)) return;
-  const int fm = row ? n : m, fn = row ? m : n;
-  if (const int info = chk::gemv(t, fm, fn, lda, incx, incy)) {
-    bad(rout, info + 1);
-    return;
-  }
-  f(&t, &fm, &fn, &alpha, a, &lda, x, &incx, &beta, y, &incy);
-}
+// ---- General products (gemv, gbmv) ----------------------------------------------
 
-// Real matrix, complex vectors: A^H = A^T, so nothing is conjugated.
-template <class T, class C>
-void mixed_gemv(const char* rout, CBLAS_LAYOUT layout, CBLAS_TRANSPOSE ta, int m, int n, const C* alpha,
-                const T* a, int lda, const C* x, int incx, const C* beta, C* y, int incy,
-                void (*f)(const char*, const int*, const int*, const C*, const T*, const int*, const C*,
-                          const int*, const C*, C*, const int*)) {
+// A holds the matrix elements, V the vectors' and scalars' (complex V over
+// a real A for the mixed forms, where A^H = A^T and nothing is conjugated).
+// call(trans, m, n, kl, ku, alpha, x, incx, beta) runs the column-major form.
+template <class A, class V, bool Band, class F>
+void general_product(const char* rout, CBLAS_LAYOUT layout, CBLAS_TRANSPOSE ta, int m, int n, int kl, int ku,
+                     int lda, const V* alpha, const V* x, int incx, const V* beta, V* y, int incy, F call) {
   const int row = layout_row(layout);
   call_scope scope(row == 1);
-  if (row < 0 && bad(rout, 1)) return;
+  if (!legal(rout, row >= 0, 1)) return;
   bool cj = false;
   const char t = trans_letter(ta, row, cj);
-  if (!t && bad(rout, 2)) return;
-  const int fm = row ? n : m, fn = row ? m : n;
-  if (const int info = chk::gemv(t, fm, fn, lda, incx, incy)) {
-    bad(rout, info + 1);
-    return;
-  }
-  f(&t, &fm, &fn, alpha, a, &lda, x, &incx, beta, y, &incy);
-}
-
-// ---- gbmv --------------------------------------------------------------------------
-
-template <class C>
-void gbmv(const char* rout, CBLAS_LAYOUT layout, CBLAS_TRANSPOSE ta, int m, int n, int kl, int ku, const C* alpha,
-          const C* a, int lda, const C* x, int incx, const C* beta, C* y, int incy,
-          void (*f)(const char*, const int*, const int*, const int*, const int*, const C*, const C*, const int*,
-                    const C*, const int*, const C*, C*, const int*)) {
-  const int row = layout_row(layout);
-  call_scope scope(row == 1);
-  if (row < 0 && bad(rout, 1)) return;
-  bool cj = false;
-  const char t = trans_letter(ta, row, cj);
-  if (!t && bad(rout, 2)) return;
+  if (!legal(rout, t != 0, 2)) return;
   const int fm = row ? n : m, fn = row ? m : n, fkl = row ? ku : kl, fku = row ? kl : ku;
-  if (const int info = chk::gbmv(t, fm, fn, fkl, fku, lda, incx, incy)) {
-    bad(rout, info + 1);
+  if (!checked(rout, Band ? chk::gbmv(t, fm, fn, fkl, fku, lda, incx, incy) : chk::gemv(t, fm, fn, lda, incx, incy)))
     return;
+  auto run = [&](const V* al, const V* xx, const int* ix, const V* be) {
+    call(&t, &fm, &fn, &fkl, &fku, al, xx, ix, be);
+  };
+  if constexpr (is_cx<A>) {
+    if (cj) return conjugated_product(fn, x, incx, fm, y, incy, alpha, beta, run);
   }
-  if constexpr (is_cx<C>) {
-    if (cj) {
-      const C ca = conj(*alpha), cb = conj(*beta);
-      conj_copy<C> xc(fn, x, incx);
-      conj_inplace(fm, y, incy);
-      f(&t, &fm, &fn, &fkl, &fku, &ca, a, &lda, xc.p, &xc.inc, &cb, y, &incy);
-      conj_inplace(fm, y, incy);
-      return;
-    }
-  }
-  f(&t, &fm, &fn, &fkl, &fku, alpha, a, &lda, x, &incx, beta, y, &incy);
+  run(alpha, x, &incx, beta);
 }
 
 // ---- Symmetric / Hermitian products (full, band, packed) -------------------------------
 
 // kind 0: full (lda), 1: band (k, lda), 2: packed.
 template <class C, bool Herm, int Kind, class F>
-void sym_product(const char* rout, CBLAS_LAYOUT layout, CBLAS_UPLO uplo, int n, int k, const C* alpha, const C*,
-                 int lda, const C* x, int incx, const C* beta, C* y, int incy, F call) {
+void sym_product(const char* rout, CBLAS_LAYOUT layout, CBLAS_UPLO uplo, int n, int k, const C* alpha, int lda,
+                 const C* x, int incx, const C* beta, C* y, int incy, F call) {
   const int row = layout_row(layout);
   call_scope scope(row == 1);
-  if (row < 0 && bad(rout, 1)) return;
-  const char u = uplo_letter(uplo, row);
-  if (!u && bad(rout, 2)) return;
-  const int info = Kind == 0 ? chk::symv(u, n, lda, incx, incy)
-                   : Kind == 1 ? chk::sbmv(u, n, k, lda, incx, incy)
-                               : chk::spmv(u, n, incx, incy);
-  if (info) {
-    bad(rout, info + 1);
+  const char u = open_uplo(rout, row, uplo);
+  if (!u || !checked(rout, Kind == 0   ? chk::symv(u, n, lda, incx, incy)
+                           : Kind == 1 ? chk::sbmv(u, n, k, lda, incx, incy)
+                                       : chk::spmv(u, n, incx, incy)))
     return;
-  }
+  auto run = [&](const C* al, const C* xx, const int* ix, const C* be) { call(&u, al, xx, ix, be); };
   if constexpr (Herm) {
-    if (row) {
-      const C ca = conj(*alpha), cb = conj(*beta);
-      conj_copy<C> xc(n, x, incx);
-      conj_inplace(n, y, incy);
-      call(&u, &ca, xc.p, &xc.inc, &cb);
-      conj_inplace(n, y, incy);
-      return;
-    }
+    if (row) return conjugated_product(n, x, incx, n, y, incy, alpha, beta, run);
   }
-  call(&u, alpha, x, &incx, beta);
+  run(alpha, x, &incx, beta);
 }
 
 // ---- Triangular (full, band, packed; product and solve) -------------------------------
@@ -256,21 +198,17 @@ void triangular(const char* rout, CBLAS_LAYOUT layout, CBLAS_UPLO uplo, CBLAS_TR
                 int k, int lda, C* x, int incx, F call) {
   const int row = layout_row(layout);
   call_scope scope(row == 1);
-  if (row < 0 && bad(rout, 1)) return;
-  const char u = uplo_letter(uplo, row);
-  if (!u && bad(rout, 2)) return;
+  const char u = open_uplo(rout, row, uplo);
+  if (!u) return;
   bool cj = false;
   const char t = trans_letter(ta, row, cj);
-  if (!t && bad(rout, 3)) return;
+  if (!legal(rout, t != 0, 3)) return;
   const char d = diag_letter(diag);
-  if (!d && bad(rout, 4)) return;
-  const int info = Kind == 0 ? chk::trmv(u, t, d, n, lda, incx)
-                   : Kind == 1 ? chk::tbmv(u, t, d, n, k, lda, incx)
-                               : chk::tpmv(u, t, d, n, incx);
-  if (info) {
-    bad(rout, info + 1);
+  if (!legal(rout, d != 0, 4)) return;
+  if (!checked(rout, Kind == 0   ? chk::trmv(u, t, d, n, lda, incx)
+                     : Kind == 1 ? chk::tbmv(u, t, d, n, k, lda, incx)
+                                 : chk::tpmv(u, t, d, n, incx)))
     return;
-  }
   if constexpr (is_cx<C>) {
     if (cj) {
       conj_inplace(n, x, incx);
@@ -291,19 +229,12 @@ void ger(const char* rout, CBLAS_LAYOUT layout, int m, int n, const C* alpha, co
          void (*fu)(const int*, const int*, const C*, const C*, const int*, const C*, const int*, C*, const int*)) {
   const int row = layout_row(layout);
   call_scope scope(row == 1);
-  if (row < 0 && bad(rout, 1)) return;
+  if (!legal(rout, row >= 0, 1)) return;
   if (!row) {
-    if (const int info = chk::ger(m, n, incx, incy, lda)) {
-      bad(rout, info + 1);
-      return;
-    }
-    f(&m, &n, alpha, x, &incx, y, &incy, a, &lda);
+    if (checked(rout, chk::ger(m, n, incx, incy, lda))) f(&m, &n, alpha, x, &incx, y, &incy, a, &lda);
     return;
   }
-  if (const int info = chk::ger(n, m, incy, incx, lda)) {
-    bad(rout, info + 1);
-    return;
-  }
+  if (!checked(rout, chk::ger(n, m, incy, incx, lda))) return;
   if constexpr (is_cx<C>) {
     if (conj_y) {
       conj_copy<C> yc(n, y, incy);
@@ -316,181 +247,167 @@ void ger(const char* rout, CBLAS_LAYOUT layout, int m, int n, const C* alpha, co
   f(&n, &m, alpha, y, &incy, x, &incx, a, &lda);
 }
 
+// Symmetric and Hermitian updates, full or packed. check(uplo, incx[, incy])
+// tests the rest of the arguments; call(uplo, x, incx[, y, incy]) updates.
+// Hermitian ones in row-major: the stored triangle is that of conj(A), so x
+// (and y) are conjugated and, for the rank-2 forms, trade places.
+template <class C, bool Herm, class Check, class F>
+void sym_rank1(const char* rout, CBLAS_LAYOUT layout, CBLAS_UPLO uplo, int n, const C* x, int incx, Check check,
+               F call) {
+  const int row = layout_row(layout);
+  call_scope scope(row == 1);
+  const char u = open_uplo(rout, row, uplo);
+  if (!u || !checked(rout, check(u, incx))) return;
+  if constexpr (Herm) {
+    if (row) {
+      conj_copy<C> xc(n, x, incx);
+      call(&u, xc.p, &xc.inc);
+      return;
+    }
+  }
+  call(&u, x, &incx);
+}
+template <class C, bool Herm, class Check, class F>
+void sym_rank2(const char* rout, CBLAS_LAYOUT layout, CBLAS_UPLO uplo, int n, const C* x, int incx, const C* y,
+               int incy, Check check, F call) {
+  const int row = layout_row(layout);
+  call_scope scope(row == 1);
+  const char u = open_uplo(rout, row, uplo);
+  if (!u) return;
+  if constexpr (Herm) {
+    if (row) {
+      if (!checked(rout, check(u, incy, incx))) return;
+      conj_copy<C> xc(n, x, incx), yc(n, y, incy);
+      call(&u, yc.p, &yc.inc, xc.p, &xc.inc);
+      return;
+    }
+  }
+  if (checked(rout, check(u, incx, incy))) call(&u, x, &incx, y, &incy);
+}
+
+// ---- Two products in one pass -------------------------------------------------------------
+
+// Checks in the column-major frame; call(row, m, n) runs a legal call.
+template <class F>
+void two_products(const char* rout, CBLAS_LAYOUT layout, int m, int n, int lda, int incx1, int incx2, int incy1,
+                  int incy2, F call) {
+  const int row = layout_row(layout);
+  call_scope scope(row == 1);
+  if (!legal(rout, row >= 0, 1)) return;
+  const int fm = row ? n : m, fn = row ? m : n;
+  if (checked(rout, chk::gem2v(fm, fn, lda, incx1, incx2, incy1, incy2))) call(row == 1, &fm, &fn);
+}
+
 }  // namespace
 
 extern "C" {
 
 // ---- General ---------------------------------------------------------------------------------
 
-void cblas_sgemv(const CBLAS_LAYOUT layout, const CBLAS_TRANSPOSE ta, const int m, const int n, const float alpha,
-                 const float* a, const int lda, const float* x, const int incx, const float beta, float* y,
-                 const int incy) {
-  gemv_real("cblas_sgemv", layout, ta, m, n, alpha, a, lda, x, incx, beta, y, incy, &orb_blas_sgemv);
-}
-void cblas_dgemv(const CBLAS_LAYOUT layout, const CBLAS_TRANSPOSE ta, const int m, const int n, const double alpha,
-                 const double* a, const int lda, const double* x, const int incx, const double beta, double* y,
-                 const int incy) {
-  gemv_real("cblas_dgemv", layout, ta, m, n, alpha, a, lda, x, incx, beta, y, incy, &orb_blas_dgemv);
-}
-void cblas_cgemv(const CBLAS_LAYOUT layout, const CBLAS_TRANSPOSE ta, const int m, const int n, const void* alpha,
-                 const void* a, const int lda, const void* x, const int incx, const void* beta, void* y,
-                 const int incy) {
-  gemv_complex<c8, c8>("cblas_cgemv", layout, ta, m, n, as<c8>(alpha), as<c8>(a), lda, as<c8>(x), incx, as<c8>(beta),
-               as<c8>(y), incy, &orb_blas_cgemv);
-}
-void cblas_zgemv(const CBLAS_LAYOUT layout, const CBLAS_TRANSPOSE ta, const int m, const int n, const void* alpha,
-                 const void* a, const int lda, const void* x, const int incx, const void* beta, void* y,
-                 const int incy) {
-  gemv_complex<c16, c16>("cblas_zgemv", layout, ta, m, n, as<c16>(alpha), as<c16>(a), lda, as<c16>(x), incx,
-                 as<c16>(beta), as<c16>(y), incy, &orb_blas_zgemv);
-}
-void cblas_scgemv(const CBLAS_LAYOUT layout, const CBLAS_TRANSPOSE ta, const int m, const int n, const void* alpha,
-                  const float* a, const int lda, const void* x, const int incx, const void* beta, void* y,
-                  const int incy) {
-  mixed_gemv("cblas_scgemv", layout, ta, m, n, as<c8>(alpha), a, lda, as<c8>(x), incx, as<c8>(beta), as<c8>(y),
-             incy, &orb_blas_scgemv);
-}
-void cblas_dzgemv(const CBLAS_LAYOUT layout, const CBLAS_TRANSPOSE ta, const int m, const int n, const void* alpha,
-                  const double* a, const int lda, const void* x, const int incx, const void* beta, void* y,
-                  const int incy) {
-  mixed_gemv("cblas_dzgemv", layout, ta, m, n, as<c16>(alpha), a, lda, as<c16>(x), incx, as<c16>(beta),
-             as<c16>(y), incy, &orb_blas_dzgemv);
-}
+// S is the scalar parameter (a real by value, a complex by address), AT and
+// VT the declared element types of the matrix and of the vectors.
+#define ORB_GEMV(name, A, V, S, AT, VT)                                                                           \
+  void cblas_##name(const CBLAS_LAYOUT layout, const CBLAS_TRANSPOSE ta, const int m, const int n, const S alpha, \
+                    const AT* a, const int lda, const VT* x, const int incx, const S beta, VT* y,                 \
+                    const int incy) {                                                                             \
+    general_product<A, V, false>(                                                                                 \
+        "cblas_" #name, layout, ta, m, n, 0, 0, lda, scalar<V>(alpha), as<V>(x), incx, scalar<V>(beta), as<V>(y), \
+        incy,                                                                                                     \
+        [&](const char* t, const int* fm, const int* fn, const int*, const int*, const V* al, const V* xx,        \
+            const int* ix, const V* be) {                                                                         \
+          orb_blas_##name(t, fm, fn, al, as<A>(a), &lda, xx, ix, be, as<V>(y), &incy);                            \
+        });                                                                                                       \
+  }
+ORB_GEMV(sgemv, float, float, float, float, float)
+ORB_GEMV(dgemv, double, double, double, double, double)
+ORB_GEMV(cgemv, c8, c8, void*, void, void)
+ORB_GEMV(zgemv, c16, c16, void*, void, void)
+ORB_GEMV(scgemv, float, c8, void*, float, void)
+ORB_GEMV(dzgemv, double, c16, void*, double, void)
+#undef ORB_GEMV
 
-#define ORB_CBLAS_GBMV(t, C, S, AS, VAL)                                                                          \
+#define ORB_GBMV(t, C, S, AS)                                                                                     \
   void cblas_##t##gbmv(const CBLAS_LAYOUT layout, const CBLAS_TRANSPOSE ta, const int m, const int n,            \
                        const int kl, const int ku, const S alpha, const AS* a, const int lda, const AS* x,       \
                        const int incx, const S beta, AS* y, const int incy) {                                     \
-    gbmv<C>("cblas_" #t "gbmv", layout, ta, m, n, kl, ku, VAL(alpha), as<C>(a), lda, as<C>(x), incx, VAL(beta),  \
-            as<C>(y), incy, &orb_blas_##t##gbmv);                                                                 \
+    general_product<C, C, true>(                                                                                  \
+        "cblas_" #t "gbmv", layout, ta, m, n, kl, ku, lda, scalar<C>(alpha), as<C>(x), incx, scalar<C>(beta),    \
+        as<C>(y), incy,                                                                                           \
+        [&](const char* tr, const int* fm, const int* fn, const int* fkl, const int* fku, const C* al,           \
+            const C* xx, const int* ix, const C* be) {                                                            \
+          orb_blas_##t##gbmv(tr, fm, fn, fkl, fku, al, as<C>(a), &lda, xx, ix, be, as<C>(y), &incy);             \
+        });                                                                                                       \
   }
-#define ORB_ADDR(v) &v
-ORB_CBLAS_GBMV(s, float, float, float, ORB_ADDR)
-ORB_CBLAS_GBMV(d, double, double, double, ORB_ADDR)
-#undef ORB_ADDR
-void cblas_cgbmv(const CBLAS_LAYOUT layout, const CBLAS_TRANSPOSE ta, const int m, const int n, const int kl,
-                 const int ku, const void* alpha, const void* a, const int lda, const void* x, const int incx,
-                 const void* beta, void* y, const int incy) {
-  gbmv<c8>("cblas_cgbmv", layout, ta, m, n, kl, ku, as<c8>(alpha), as<c8>(a), lda, as<c8>(x), incx, as<c8>(beta),
-           as<c8>(y), incy, &orb_blas_cgbmv);
-}
-void cblas_zgbmv(const CBLAS_LAYOUT layout, const CBLAS_TRANSPOSE ta, const int m, const int n, const int kl,
-                 const int ku, const void* alpha, const void* a, const int lda, const void* x, const int incx,
-                 const void* beta, void* y, const int incy) {
-  gbmv<c16>("cblas_zgbmv", layout, ta, m, n, kl, ku, as<c16>(alpha), as<c16>(a), lda, as<c16>(x), incx,
-            as<c16>(beta), as<c16>(y), incy, &orb_blas_zgbmv);
-}
+ORB_GBMV(s, float, float, float)
+ORB_GBMV(d, double, double, double)
+ORB_GBMV(c, c8, void*, void)
+ORB_GBMV(z, c16, void*, void)
+#undef ORB_GBMV
 
 // ---- Symmetric and Hermitian products ---------------------------------------------------------
 
-#define ORB_SYMV_REAL(t, T)                                                                                       \
-  void cblas_##t##symv(const CBLAS_LAYOUT layout, const CBLAS_UPLO uplo, const int n, const T alpha, const T* a,  \
-                       const int lda, const T* x, const int incx, const T beta, T* y, const int incy) {           \
-    sym_product<T, false, 0>("cblas_" #t "symv", layout, uplo, n, 0, &alpha, a, lda, x, incx, &beta, y, incy,     \
-                             [&](const char* u, const T* al, const T* xx, const int* ix, const T* be) {           \
-                               orb_blas_##t##symv(u, &n, al, a, &lda, xx, ix, be, y, &incy);                      \
-                             });                                                                                  \
-  }                                                                                                               \
-  void cblas_##t##sbmv(const CBLAS_LAYOUT layout, const CBLAS_UPLO uplo, const int n, const int k, const T alpha, \
-                       const T* a, const int lda, const T* x, const int incx, const T beta, T* y,                 \
-                       const int incy) {                                                                          \
-    sym_product<T, false, 1>("cblas_" #t "sbmv", layout, uplo, n, k, &alpha, a, lda, x, incx, &beta, y, incy,     \
-                             [&](const char* u, const T* al, const T* xx, const int* ix, const T* be) {           \
-                               orb_blas_##t##sbmv(u, &n, &k, al, a, &lda, xx, ix, be, y, &incy);                  \
-                             });                                                                                  \
-  }                                                                                                               \
-  void cblas_##t##spmv(const CBLAS_LAYOUT layout, const CBLAS_UPLO uplo, const int n, const T alpha, const T* ap, \
-                       const T* x, const int incx, const T beta, T* y, const int incy) {                          \
-    sym_product<T, false, 2>("cblas_" #t "spmv", layout, uplo, n, 0, &alpha, ap, 1, x, incx, &beta, y, incy,      \
-                             [&](const char* u, const T* al, const T* xx, const int* ix, const T* be) {           \
-                               orb_blas_##t##spmv(u, &n, al, ap, xx, ix, be, y, &incy);                           \
-                             });                                                                                  \
-  }
-ORB_SYMV_REAL(s, float)
-ORB_SYMV_REAL(d, double)
-
-#define ORB_HEMV(t, C)                                                                                            \
-  void cblas_##t##hemv(const CBLAS_LAYOUT layout, const CBLAS_UPLO uplo, const int n, const void* alpha,          \
-                       const void* a, const int lda, const void* x, const int incx, const void* beta, void* y,    \
-                       const int incy) {                                                                          \
-    sym_product<C, true, 0>("cblas_" #t "hemv", layout, uplo, n, 0, as<C>(alpha), as<C>(a), lda, as<C>(x), incx,  \
-                            as<C>(beta), as<C>(y), incy,                                                          \
+// sym is "sy"/"he" (with band "sb"/"hb" and packed "sp"/"hp" given apart).
+#define ORB_SYM_PRODUCTS(t, full, band, packed, C, Herm, S, AS)                                                   \
+  void cblas_##t##full##mv(const CBLAS_LAYOUT layout, const CBLAS_UPLO uplo, const int n, const S alpha,         \
+                           const AS* a, const int lda, const AS* x, const int incx, const S beta, AS* y,          \
+                           const int incy) {                                                                      \
+    sym_product<C, Herm, 0>("cblas_" #t #full "mv", layout, uplo, n, 0, scalar<C>(alpha), lda, as<C>(x), incx,    \
+                            scalar<C>(beta), as<C>(y), incy,                                                      \
                             [&](const char* u, const C* al, const C* xx, const int* ix, const C* be) {            \
-                              orb_blas_##t##hemv(u, &n, al, as<C>(a), &lda, xx, ix, be, as<C>(y), &incy);         \
+                              orb_blas_##t##full##mv(u, &n, al, as<C>(a), &lda, xx, ix, be, as<C>(y), &incy);     \
                             });                                                                                   \
   }                                                                                                               \
-  void cblas_##t##hbmv(const CBLAS_LAYOUT layout, const CBLAS_UPLO uplo, const int n, const int k,                \
-                       const void* alpha, const void* a, const int lda, const void* x, const int incx,            \
-                       const void* beta, void* y, const int incy) {                                               \
-    sym_product<C, true, 1>("cblas_" #t "hbmv", layout, uplo, n, k, as<C>(alpha), as<C>(a), lda, as<C>(x), incx,  \
-                            as<C>(beta), as<C>(y), incy,                                                          \
+  void cblas_##t##band##mv(const CBLAS_LAYOUT layout, const CBLAS_UPLO uplo, const int n, const int k,           \
+                           const S alpha, const AS* a, const int lda, const AS* x, const int incx, const S beta,  \
+                           AS* y, const int incy) {                                                               \
+    sym_product<C, Herm, 1>("cblas_" #t #band "mv", layout, uplo, n, k, scalar<C>(alpha), lda, as<C>(x), incx,    \
+                            scalar<C>(beta), as<C>(y), incy,                                                      \
                             [&](const char* u, const C* al, const C* xx, const int* ix, const C* be) {            \
-                              orb_blas_##t##hbmv(u, &n, &k, al, as<C>(a), &lda, xx, ix, be, as<C>(y), &incy);     \
+                              orb_blas_##t##band##mv(u, &n, &k, al, as<C>(a), &lda, xx, ix, be, as<C>(y), &incy); \
                             });                                                                                   \
   }                                                                                                               \
-  void cblas_##t##hpmv(const CBLAS_LAYOUT layout, const CBLAS_UPLO uplo, const int n, const void* alpha,          \
-                       const void* ap, const void* x, const int incx, const void* beta, void* y,                  \
-                       const int incy) {                                                                          \
-    sym_product<C, true, 2>("cblas_" #t "hpmv", layout, uplo, n, 0, as<C>(alpha), as<C>(ap), 1, as<C>(x), incx,   \
-                            as<C>(beta), as<C>(y), incy,                                                          \
+  void cblas_##t##packed##mv(const CBLAS_LAYOUT layout, const CBLAS_UPLO uplo, const int n, const S alpha,       \
+                             const AS* ap, const AS* x, const int incx, const S beta, AS* y, const int incy) {    \
+    sym_product<C, Herm, 2>("cblas_" #t #packed "mv", layout, uplo, n, 0, scalar<C>(alpha), 1, as<C>(x), incx,    \
+                            scalar<C>(beta), as<C>(y), incy,                                                      \
                             [&](const char* u, const C* al, const C* xx, const int* ix, const C* be) {            \
-                              orb_blas_##t##hpmv(u, &n, al, as<C>(ap), xx, ix, be, as<C>(y), &incy);              \
+                              orb_blas_##t##packed##mv(u, &n, al, as<C>(ap), xx, ix, be, as<C>(y), &incy);        \
                             });                                                                                   \
   }
-ORB_HEMV(c, c8)
-ORB_HEMV(z, c16)
+ORB_SYM_PRODUCTS(s, sy, sb, sp, float, false, float, float)
+ORB_SYM_PRODUCTS(d, sy, sb, sp, double, false, double, double)
+ORB_SYM_PRODUCTS(c, he, hb, hp, c8, true, void*, void)
+ORB_SYM_PRODUCTS(z, he, hb, hp, c16, true, void*, void)
+#undef ORB_SYM_PRODUCTS
 
 // ---- Triangular ---------------------------------------------------------------------------------
 
-#define ORB_TRIANGULAR(t, C, AS)                                                                                  \
-  void cblas_##t##trmv(const CBLAS_LAYOUT layout, const CBLAS_UPLO uplo, const CBLAS_TRANSPOSE ta,                \
-                       const CBLAS_DIAG diag, const int n, const AS* a, const int lda, AS* x, const int incx) {   \
-    triangular<C, 0>("cblas_" #t "trmv", layout, uplo, ta, diag, n, 0, lda, as<C>(x), incx,                       \
-                     [&](const char* u, const char* tr, const char* d) {                                          \
-                       orb_blas_##t##trmv(u, tr, d, &n, as<C>(a), &lda, as<C>(x), &incx);                         \
-                     });                                                                                          \
-  }                                                                                                               \
-  void cblas_##t##trsv(const CBLAS_LAYOUT layout, const CBLAS_UPLO uplo, const CBLAS_TRANSPOSE ta,                \
-                       const CBLAS_DIAG diag, const int n, const AS* a, const int lda, AS* x, const int incx) {   \
-    triangular<C, 0>("cblas_" #t "trsv", layout, uplo, ta, diag, n, 0, lda, as<C>(x), incx,                       \
-                     [&](const char* u, const char* tr, const char* d) {                                          \
-                       orb_blas_##t##trsv(u, tr, d, &n, as<C>(a), &lda, as<C>(x), &incx);                         \
-                     });                                                                                          \
-  }                                                                                                               \
-  void cblas_##t##tbmv(const CBLAS_LAYOUT layout, const CBLAS_UPLO uplo, const CBLAS_TRANSPOSE ta,                \
-                       const CBLAS_DIAG diag, const int n, const int k, const AS* a, const int lda, AS* x,        \
-                       const int incx) {                                                                          \
-    triangular<C, 1>("cblas_" #t "tbmv", layout, uplo, ta, diag, n, k, lda, as<C>(x), incx,                       \
-                     [&](const char* u, const char* tr, const char* d) {                                          \
-                       orb_blas_##t##tbmv(u, tr, d, &n, &k, as<C>(a), &lda, as<C>(x), &incx);                     \
-                     });                                                                                          \
-  }                                                                                                               \
-  void cblas_##t##tbsv(const CBLAS_LAYOUT layout, const CBLAS_UPLO uplo, const CBLAS_TRANSPOSE ta,                \
-                       const CBLAS_DIAG diag, const int n, const int k, const AS* a, const int lda, AS* x,        \
-                       const int incx) {                                                                          \
-    triangular<C, 1>("cblas_" #t "tbsv", layout, uplo, ta, diag, n, k, lda, as<C>(x), incx,                       \
-                     [&](const char* u, const char* tr, const char* d) {                                          \
-                       orb_blas_##t##tbsv(u, tr, d, &n, &k, as<C>(a), &lda, as<C>(x), &incx);                     \
-                     });                                                                                          \
-  }                                                                                                               \
-  void cblas_##t##tpmv(const CBLAS_LAYOUT layout, const CBLAS_UPLO uplo, const CBLAS_TRANSPOSE ta,                \
-                       const CBLAS_DIAG diag, const int n, const AS* ap, AS* x, const int incx) {                 \
-    triangular<C, 2>("cblas_" #t "tpmv", layout, uplo, ta, diag, n, 0, 1, as<C>(x), incx,                         \
-                     [&](const char* u, const char* tr, const char* d) {                                          \
-                       orb_blas_##t##tpmv(u, tr, d, &n, as<C>(ap), as<C>(x), &incx);                              \
-                     });                                                                                          \
-  }                                                                                                               \
-  void cblas_##t##tpsv(const CBLAS_LAYOUT layout, const CBLAS_UPLO uplo, const CBLAS_TRANSPOSE ta,                \
-                       const CBLAS_DIAG diag, const int n, const AS* ap, AS* x, const int incx) {                 \
-    triangular<C, 2>("cblas_" #t "tpsv", layout, uplo, ta, diag, n, 0, 1, as<C>(x), incx,                         \
-                     [&](const char* u, const char* tr, const char* d) {                                          \
-                       orb_blas_##t##tpsv(u, tr, d, &n, as<C>(ap), as<C>(x), &incx);                              \
-                     });                                                                                          \
+// One routine: shape tr (full), tb (band) or tp (packed), op mv or sv.
+// MATRIX is the parenthesised list of the matrix parameters, ARGS how they
+// are passed on; K and LDA feed the argument check.
+#define ORB_UNPAREN(...) __VA_ARGS__
+#define ORB_TRIANGULAR_ONE(t, shape, op, Kind, C, AS, K, LDA, MATRIX, ARGS)                                       \
+  void cblas_##t##shape##op(const CBLAS_LAYOUT layout, const CBLAS_UPLO uplo, const CBLAS_TRANSPOSE ta,           \
+                            const CBLAS_DIAG diag, const int n, ORB_UNPAREN MATRIX, AS* x, const int incx) {      \
+    triangular<C, Kind>("cblas_" #t #shape #op, layout, uplo, ta, diag, n, K, LDA, as<C>(x), incx,                \
+                        [&](const char* u, const char* tr, const char* d) {                                       \
+                          orb_blas_##t##shape##op(u, tr, d, &n, ORB_UNPAREN ARGS, as<C>(x), &incx);               \
+                        });                                                                                       \
   }
+#define ORB_TRIANGULAR(t, C, AS)                                                                                  \
+  ORB_TRIANGULAR_ONE(t, tr, mv, 0, C, AS, 0, lda, (const AS* a, const int lda), (as<C>(a), &lda))                 \
+  ORB_TRIANGULAR_ONE(t, tr, sv, 0, C, AS, 0, lda, (const AS* a, const int lda), (as<C>(a), &lda))                 \
+  ORB_TRIANGULAR_ONE(t, tb, mv, 1, C, AS, k, lda, (const int k, const AS* a, const int lda), (&k, as<C>(a), &lda)) \
+  ORB_TRIANGULAR_ONE(t, tb, sv, 1, C, AS, k, lda, (const int k, const AS* a, const int lda), (&k, as<C>(a), &lda)) \
+  ORB_TRIANGULAR_ONE(t, tp, mv, 2, C, AS, 0, 1, (const AS* ap), (as<C>(ap)))                                      \
+  ORB_TRIANGULAR_ONE(t, tp, sv, 2, C, AS, 0, 1, (const AS* ap), (as<C>(ap)))
 ORB_TRIANGULAR(s, float, float)
 ORB_TRIANGULAR(d, double, double)
 ORB_TRIANGULAR(c, c8, void)
 ORB_TRIANGULAR(z, c16, void)
+#undef ORB_TRIANGULAR
+#undef ORB_TRIANGULAR_ONE
+#undef ORB_UNPAREN
 
 // ---- Rank updates ----------------------------------------------------------------------------------
 
@@ -515,140 +432,52 @@ void cblas_dger(const CBLAS_LAYOUT layout, const int m, const int n, const doubl
   }
 ORB_GER_COMPLEX(c, c8)
 ORB_GER_COMPLEX(z, c16)
+#undef ORB_GER_COMPLEX
 
-#define ORB_SYR_REAL(t, T)                                                                                        \
-  void cblas_##t##syr(const CBLAS_LAYOUT layout, const CBLAS_UPLO uplo, const int n, const T alpha, const T* x,   \
-                      const int incx, T* a, const int lda) {                                                      \
-    const int row = layout_row(layout);                                                                           \
-    call_scope scope(row == 1);                                                                                   \
-    if (row < 0 && bad("cblas_" #t "syr", 1)) return;                                                             \
-    const char u = uplo_letter(uplo, row);                                                                        \
-    if (!u && bad("cblas_" #t "syr", 2)) return;                                                                  \
-    if (const int info = chk::syr(u, n, incx, lda)) {                                                             \
-      bad("cblas_" #t "syr", info + 1);                                                                           \
-      return;                                                                                                     \
-    }                                                                                                             \
-    orb_blas_##t##syr(&u, &n, &alpha, x, &incx, a, &lda);                                                         \
+// The four updates of one type: syr, spr, syr2, spr2 (real, Herm false) or
+// her, hpr, her2, hpr2 (complex). RS is the real scalar of the rank-1
+// forms, S the scalar of the rank-2 forms.
+#define ORB_SYM_UPDATES(t, full, packed, C, Herm, RS, S, AS)                                                      \
+  void cblas_##t##full(const CBLAS_LAYOUT layout, const CBLAS_UPLO uplo, const int n, const RS alpha,             \
+                       const AS* x, const int incx, AS* a, const int lda) {                                       \
+    sym_rank1<C, Herm>(                                                                                           \
+        "cblas_" #t #full, layout, uplo, n, as<C>(x), incx,                                                       \
+        [&](char u, int ix) { return chk::syr(u, n, ix, lda); },                                                  \
+        [&](const char* u, const C* xx, const int* ix) {                                                          \
+          orb_blas_##t##full(u, &n, &alpha, xx, ix, as<C>(a), &lda);                                              \
+        });                                                                                                       \
   }                                                                                                               \
-  void cblas_##t##spr(const CBLAS_LAYOUT layout, const CBLAS_UPLO uplo, const int n, const T alpha, const T* x,   \
-                      const int incx, T* ap) {                                                                    \
-    const int row = layout_row(layout);                                                                           \
-    call_scope scope(row == 1);                                                                                   \
-    if (row < 0 && bad("cblas_" #t "spr", 1)) return;                                                             \
-    const char u = uplo_letter(uplo, row);                                                                        \
-    if (!u && bad("cblas_" #t "spr", 2)) return;                                                                  \
-    if (const int info = chk::spr(u, n, incx)) {                                                                  \
-      bad("cblas_" #t "spr", info + 1);                                                                           \
-      return;                                                                                                     \
-    }                                                                                                             \
-    orb_blas_##t##spr(&u, &n, &alpha, x, &incx, ap);                                                              \
+  void cblas_##t##packed(const CBLAS_LAYOUT layout, const CBLAS_UPLO uplo, const int n, const RS alpha,           \
+                         const AS* x, const int incx, AS* ap) {                                                   \
+    sym_rank1<C, Herm>(                                                                                           \
+        "cblas_" #t #packed, layout, uplo, n, as<C>(x), incx, [&](char u, int ix) { return chk::spr(u, n, ix); }, \
+        [&](const char* u, const C* xx, const int* ix) {                                                          \
+          orb_blas_##t##packed(u, &n, &alpha, xx, ix, as<C>(ap));                                                 \
+        });                                                                                                       \
   }                                                                                                               \
-  void cblas_##t##syr2(const CBLAS_LAYOUT layout, const CBLAS_UPLO uplo, const int n, const T alpha, const T* x,  \
-                       const int incx, const T* y, const int incy, T* a, const int lda) {                         \
-    const int row = layout_row(layout);                                                                           \
-    call_scope scope(row == 1);                                                                                   \
-    if (row < 0 && bad("cblas_" #t "syr2", 1)) return;                                                            \
-    const char u = uplo_letter(uplo, row);                                                                        \
-    if (!u && bad("cblas_" #t "syr2", 2)) return;                                                                 \
-    if (const int info = chk::syr2(u, n, incx, incy, lda)) {                                                      \
-      bad("cblas_" #t "syr2", info + 1);                                                                          \
-      return;                                                                                                     \
-    }                                                                                                             \
-    orb_blas_##t##syr2(&u, &n, &alpha, x, &incx, y, &incy, a, &lda);                                              \
+  void cblas_##t##full##2(const CBLAS_LAYOUT layout, const CBLAS_UPLO uplo, const int n, const S alpha,           \
+                          const AS* x, const int incx, const AS* y, const int incy, AS* a, const int lda) {       \
+    sym_rank2<C, Herm>(                                                                                           \
+        "cblas_" #t #full "2", layout, uplo, n, as<C>(x), incx, as<C>(y), incy,                                   \
+        [&](char u, int ix, int iy) { return chk::syr2(u, n, ix, iy, lda); },                                     \
+        [&](const char* u, const C* xx, const int* ix, const C* yy, const int* iy) {                              \
+          orb_blas_##t##full##2(u, &n, scalar<C>(alpha), xx, ix, yy, iy, as<C>(a), &lda);                         \
+        });                                                                                                       \
   }                                                                                                               \
-  void cblas_##t##spr2(const CBLAS_LAYOUT layout, const CBLAS_UPLO uplo, const int n, const T alpha, const T* x,  \
-                       const int incx, const T* y, const int incy, T* ap) {                                       \
-    const int row = layout_row(layout);                                                                           \
-    call_scope scope(row == 1);                                                                                   \
-    if (row < 0 && bad("cblas_" #t "spr2", 1)) return;                                                            \
-    const char u = uplo_letter(uplo, row);                                                                        \
-    if (!u && bad("cblas_" #t "spr2", 2)) return;                                                                 \
-    if (const int info = chk::spr2(u, n, incx, incy)) {                                                           \
-      bad("cblas_" #t "spr2", info + 1);                                                                          \
-      return;                                                                                                     \
-    }                                                                                                             \
-    orb_blas_##t##spr2(&u, &n, &alpha, x, &incx, y, &incy, ap);                                                   \
+  void cblas_##t##packed##2(const CBLAS_LAYOUT layout, const CBLAS_UPLO uplo, const int n, const S alpha,         \
+                            const AS* x, const int incx, const AS* y, const int incy, AS* ap) {                   \
+    sym_rank2<C, Herm>(                                                                                           \
+        "cblas_" #t #packed "2", layout, uplo, n, as<C>(x), incx, as<C>(y), incy,                                 \
+        [&](char u, int ix, int iy) { return chk::spr2(u, n, ix, iy); },                                          \
+        [&](const char* u, const C* xx, const int* ix, const C* yy, const int* iy) {                              \
+          orb_blas_##t##packed##2(u, &n, scalar<C>(alpha), xx, ix, yy, iy, as<C>(ap));                            \
+        });                                                                                                       \
   }
-ORB_SYR_REAL(s, float)
-ORB_SYR_REAL(d, double)
-
-// Hermitian updates in row-major: the stored triangle is that of conj(A), so
-// x (and y) are conjugated and, for the rank-2 forms, trade places.
-#define ORB_HER(t, C, RT)                                                                                         \
-  void cblas_##t##her(const CBLAS_LAYOUT layout, const CBLAS_UPLO uplo, const int n, const RT alpha,              \
-                      const void* x, const int incx, void* a, const int lda) {                                    \
-    const int row = layout_row(layout);                                                                           \
-    call_scope scope(row == 1);                                                                                   \
-    if (row < 0 && bad("cblas_" #t "her", 1)) return;                                                             \
-    const char u = uplo_letter(uplo, row);                                                                        \
-    if (!u && bad("cblas_" #t "her", 2)) return;                                                                  \
-    if (const int info = chk::syr(u, n, incx, lda)) {                                                             \
-      bad("cblas_" #t "her", info + 1);                                                                           \
-      return;                                                                                                     \
-    }                                                                                                             \
-    if (row) {                                                                                                    \
-      conj_copy<C> xc(n, as<C>(x), incx);                                                                         \
-      orb_blas_##t##her(&u, &n, &alpha, xc.p, &xc.inc, as<C>(a), &lda);                                           \
-    } else {                                                                                                      \
-      orb_blas_##t##her(&u, &n, &alpha, as<C>(x), &incx, as<C>(a), &lda);                                         \
-    }                                                                                                             \
-  }                                                                                                               \
-  void cblas_##t##hpr(const CBLAS_LAYOUT layout, const CBLAS_UPLO uplo, const int n, const RT alpha,              \
-                      const void* x, const int incx, void* ap) {                                                  \
-    const int row = layout_row(layout);                                                                           \
-    call_scope scope(row == 1);                                                                                   \
-    if (row < 0 && bad("cblas_" #t "hpr", 1)) return;                                                             \
-    const char u = uplo_letter(uplo, row);                                                                        \
-    if (!u && bad("cblas_" #t "hpr", 2)) return;                                                                  \
-    if (const int info = chk::spr(u, n, incx)) {                                                                  \
-      bad("cblas_" #t "hpr", info + 1);                                                                           \
-      return;                                                                                                     \
-    }                                                                                                             \
-    if (row) {                                                                                                    \
-      conj_copy<C> xc(n, as<C>(x), incx);                                                                         \
-      orb_blas_##t##hpr(&u, &n, &alpha, xc.p, &xc.inc, as<C>(ap));                                                \
-    } else {                                                                                                      \
-      orb_blas_##t##hpr(&u, &n, &alpha, as<C>(x), &incx, as<C>(ap));                                              \
-    }                                                                                                             \
-  }                                                                                                               \
-  void cblas_##t##her2(const CBLAS_LAYOUT layout, const CBLAS_UPLO uplo, const int n, const void* alpha,          \
-                       const void* x, const int incx, const void* y, const int incy, void* a, const int lda) {    \
-    const int row = layout_row(layout);                                                                           \
-    call_scope scope(row == 1);                                                                                   \
-    if (row < 0 && bad("cblas_" #t "her2", 1)) return;                                                            \
-    const char u = uplo_letter(uplo, row);                                                                        \
-    if (!u && bad("cblas_" #t "her2", 2)) return;                                                                 \
-    if (const int info = row ? chk::syr2(u, n, incy, incx, lda) : chk::syr2(u, n, incx, incy, lda)) {             \
-      bad("cblas_" #t "her2", info + 1);                                                                          \
-      return;                                                                                                     \
-    }                                                                                                             \
-    if (row) {                                                                                                    \
-      conj_copy<C> xc(n, as<C>(x), incx), yc(n, as<C>(y), incy);                                                  \
-      orb_blas_##t##her2(&u, &n, as<C>(alpha), yc.p, &yc.inc, xc.p, &xc.inc, as<C>(a), &lda);                     \
-    } else {                                                                                                      \
-      orb_blas_##t##her2(&u, &n, as<C>(alpha), as<C>(x), &incx, as<C>(y), &incy, as<C>(a), &lda);                 \
-    }                                                                                                             \
-  }                                                                                                               \
-  void cblas_##t##hpr2(const CBLAS_LAYOUT layout, const CBLAS_UPLO uplo, const int n, const void* alpha,          \
-                       const void* x, const int incx, const void* y, const int incy, void* ap) {                  \
-    const int row = layout_row(layout);                                                                           \
-    call_scope scope(row == 1);                                                                                   \
-    if (row < 0 && bad("cblas_" #t "hpr2", 1)) return;                                                            \
-    const char u = uplo_letter(uplo, row);                                                                        \
-    if (!u && bad("cblas_" #t "hpr2", 2)) return;                                                                 \
-    if (const int info = row ? chk::spr2(u, n, incy, incx) : chk::spr2(u, n, incx, incy)) {                       \
-      bad("cblas_" #t "hpr2", info + 1);                                                                          \
-      return;                                                                                                     \
-    }                                                                                                             \
-    if (row) {                                                                                                    \
-      conj_copy<C> xc(n, as<C>(x), incx), yc(n, as<C>(y), incy);                                                  \
-      orb_blas_##t##hpr2(&u, &n, as<C>(alpha), yc.p, &yc.inc, xc.p, &xc.inc, as<C>(ap));                          \
-    } else {                                                                                                      \
-      orb_blas_##t##hpr2(&u, &n, as<C>(alpha), as<C>(x), &incx, as<C>(y), &incy, as<C>(ap));                      \
-    }                                                                                                             \
-  }
-ORB_HER(c, c8, float)
-ORB_HER(z, c16, double)
+ORB_SYM_UPDATES(s, syr, spr, float, false, float, float, float)
+ORB_SYM_UPDATES(d, syr, spr, double, false, double, double, double)
+ORB_SYM_UPDATES(c, her, hpr, c8, true, float, void*, void)
+ORB_SYM_UPDATES(z, her, hpr, c16, true, double, void*, void)
+#undef ORB_SYM_UPDATES
 
 // ---- Two products in one pass ---------------------------------------------------------------------
 
@@ -659,44 +488,39 @@ ORB_HER(z, c16, double)
   void cblas_##t##gem2vu(const CBLAS_LAYOUT layout, const int m, const int n, const T alpha, const T* a,          \
                          const int lda, const T* x1, const int incx1, const T* x2, const int incx2, const T beta, \
                          T* y1, const int incy1, T* y2, const int incy2) {                                        \
-    const int row = layout_row(layout);                                                                           \
-    call_scope scope(row == 1);                                                                                   \
-    if (row < 0 && bad("cblas_" #t "gem2vu", 1)) return;                                                          \
-    const int fm = row ? n : m, fn = row ? m : n;                                                                 \
-    if (const int info = chk::gem2v(fm, fn, lda, incx1, incx2, incy1, incy2)) {                                   \
-      bad("cblas_" #t "gem2vu", info + 1);                                                                        \
-      return;                                                                                                     \
-    }                                                                                                             \
-    if (row) orb_blas_##t##gem2vu(&fm, &fn, &alpha, a, &lda, x2, &incx2, x1, &incx1, &beta, y2, &incy2, y1, &incy1); \
-    else orb_blas_##t##gem2vu(&fm, &fn, &alpha, a, &lda, x1, &incx1, x2, &incx2, &beta, y1, &incy1, y2, &incy2);  \
+    two_products("cblas_" #t "gem2vu", layout, m, n, lda, incx1, incx2, incy1, incy2,                             \
+                 [&](bool row, const int* fm, const int* fn) {                                                    \
+                   if (row)                                                                                       \
+                     orb_blas_##t##gem2vu(fm, fn, &alpha, a, &lda, x2, &incx2, x1, &incx1, &beta, y2, &incy2, y1, \
+                                          &incy1);                                                                \
+                   else                                                                                           \
+                     orb_blas_##t##gem2vu(fm, fn, &alpha, a, &lda, x1, &incx1, x2, &incx2, &beta, y1, &incy1, y2, \
+                                          &incy2);                                                                \
+                 });                                                                                              \
   }
 ORB_GEM2V_REAL(s, float)
 ORB_GEM2V_REAL(d, double)
+#undef ORB_GEM2V_REAL
 
 #define ORB_GEM2V_COMPLEX(t, C)                                                                                   \
   void cblas_##t##gem2vc(const CBLAS_LAYOUT layout, const int m, const int n, const void* alpha, const void* a,   \
                          const int lda, const void* x1, const int incx1, const void* x2, const int incx2,         \
                          const void* beta, void* y1, const int incy1, void* y2, const int incy2) {                \
-    const int row = layout_row(layout);                                                                           \
-    {                                                                                                             \
-      call_scope scope(row == 1);                                                                                 \
-      if (row < 0 && bad("cblas_" #t "gem2vc", 1)) return;                                                        \
-      const int fm = row ? n : m, fn = row ? m : n;                                                               \
-      if (const int info = chk::gem2v(fm, fn, lda, incx1, incx2, incy1, incy2)) {                                 \
-        bad("cblas_" #t "gem2vc", info + 1);                                                                      \
-        return;                                                                                                   \
-      }                                                                                                           \
-      if (!row) {                                                                                                 \
-        orb_blas_##t##gem2vc(&m, &n, as<C>(alpha), as<C>(a), &lda, as<C>(x1), &incx1, as<C>(x2), &incx2,          \
-                             as<C>(beta), as<C>(y1), &incy1, as<C>(y2), &incy2);                                  \
-        return;                                                                                                   \
-      }                                                                                                           \
-    }                                                                                                             \
+    bool by_gemv = false;                                                                                         \
+    two_products("cblas_" #t "gem2vc", layout, m, n, lda, incx1, incx2, incy1, incy2,                             \
+                 [&](bool row, const int*, const int*) {                                                          \
+                   by_gemv = row;                                                                                 \
+                   if (!row)                                                                                      \
+                     orb_blas_##t##gem2vc(&m, &n, as<C>(alpha), as<C>(a), &lda, as<C>(x1), &incx1, as<C>(x2),     \
+                                          &incx2, as<C>(beta), as<C>(y1), &incy1, as<C>(y2), &incy2);             \
+                 });                                                                                              \
+    if (!by_gemv) return;                                                                                         \
     cblas_##t##gemv(layout, CblasNoTrans, m, n, alpha, a, lda, x1, incx1, beta, y1, incy1);                       \
     cblas_##t##gemv(layout, CblasConjTrans, m, n, alpha, a, lda, x2, incx2, beta, y2, incy2);                     \
   }
 ORB_GEM2V_COMPLEX(c, c8)
 ORB_GEM2V_COMPLEX(z, c16)
+#undef ORB_GEM2V_COMPLEX
 
 // ---- Sparse vectors -----------------------------------------------------------------------------------
 
