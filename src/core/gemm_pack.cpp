@@ -41,28 +41,18 @@ namespace {
 enum { op_create = 0, op_pack = 1, op_compute = 2, op_release = 3, op_destroy = 4 };
 
 template <class T> struct pack_type;
-#define ORB_PACK_TYPE(T, t)                                                       \
+#define ORB_PACK_TYPE(T, t, ...)                                                  \
   template <> struct pack_type<T> {                                              \
     static constexpr char letter = #t[0];                                        \
     static auto plain() { return kernels().x##t##gemm_internal; }                \
     static auto team() { return kernels().x##t##gemm_internal_team; }            \
-    static T one() { return T(1); }                                              \
+    static T one() { return T{__VA_ARGS__}; }                                    \
   };
-ORB_PACK_TYPE(float, s)
-ORB_PACK_TYPE(double, d)
+ORB_PACK_TYPE(float, s, 1)
+ORB_PACK_TYPE(double, d, 1)
+ORB_PACK_TYPE(orb_complex8, c, 1, 0)
+ORB_PACK_TYPE(orb_complex16, z, 1, 0)
 #undef ORB_PACK_TYPE
-template <> struct pack_type<orb_complex8> {
-  static constexpr char letter = 'c';
-  static auto plain() { return kernels().xcgemm_internal; }
-  static auto team() { return kernels().xcgemm_internal_team; }
-  static orb_complex8 one() { return {1.0f, 0.0f}; }
-};
-template <> struct pack_type<orb_complex16> {
-  static constexpr char letter = 'z';
-  static auto plain() { return kernels().xzgemm_internal; }
-  static auto team() { return kernels().xzgemm_internal_team; }
-  static orb_complex16 one() { return {1.0, 0.0}; }
-};
 
 // Runs f(thread, team_size) on every member of a team and returns the
 // largest result. The team's size is what OpenMP actually gives, and every
@@ -166,7 +156,8 @@ bool mine(const orb_gemm_pack* s) {
 }
 
 template <class T>
-int pack(orb_gemm_pack* s, char transa, int m, int k, const T& alpha, const T* a, int lda) {
+int pack(orb_gemm_pack* s, char transa, int m, int k, const T* alpha, const T* a, int lda) {
+  if (!alpha) return -1;
   if (!mine<T>(s) || !trans_ok(transa) || m < 0 || k < 0) return -1;
   const int rows = char(transa & ~32) == 'N' ? m : k;
   if (lda < (rows > 1 ? rows : 1)) return -1;
@@ -175,13 +166,13 @@ int pack(orb_gemm_pack* s, char transa, int m, int k, const T& alpha, const T* a
   x.m = m;
   x.k = k;
   x.n = 1;
-  x.alpha = alpha;
+  x.alpha = *alpha;
   x.beta = pack_type<T>::one();
   x.a = a;
   x.lda = lda;
   const int r = call(s, op_pack, x);
   if (r == 0) {
-    std::memcpy(s->alpha, &alpha, sizeof(T));
+    std::memcpy(s->alpha, alpha, sizeof(T));
     s->packed = true;
   }
   return r;
@@ -189,7 +180,8 @@ int pack(orb_gemm_pack* s, char transa, int m, int k, const T& alpha, const T* a
 
 template <class T>
 int compute(orb_gemm_pack* s, char transa, char transb, int m, int n, int k, const T* a, int lda, const T* b,
-            int ldb, const T& beta, T* c, int ldc) {
+            int ldb, const T* beta, T* c, int ldc) {
+  if (!beta) return -1;
   if (!mine<T>(s)) return -1;
   if (gemm_check(transa, transb, m, n, k, lda, ldb, ldc) != 0) return -1;
   args<T> x;
@@ -202,7 +194,7 @@ int compute(orb_gemm_pack* s, char transa, char transb, int m, int n, int k, con
   x.lda = lda;
   x.b = b;
   x.ldb = ldb;
-  x.beta = beta;
+  x.beta = *beta;
   x.c = c;
   x.ldc = ldc;
   // The packed A carries its alpha; the same alpha goes along for the
@@ -231,6 +223,11 @@ int destroy(orb_gemm_pack* s) {
   return r;
 }
 
+// Real scalars come by value, complex ones by address (a null one is
+// refused by pack and compute).
+template <class T> const T* scalar(const T& v) { return &v; }
+template <class T> const T* scalar(const T* p) { return p; }
+
 }  // namespace
 }  // namespace orb::core
 
@@ -238,48 +235,27 @@ using namespace orb::core;
 
 extern "C" {
 
-#define ORB_PACK_REAL(T, x)                                                                                      \
+#define ORB_PACK(T, x, S)                                                                                        \
   int orb_##x##gemm_pack_create(orb_gemm_pack** store, char transa, int m, int k) {                              \
     return create<T>(store, transa, m, k, false, 0);                                                             \
   }                                                                                                              \
   int orb_##x##gemm_pack_create_team(orb_gemm_pack** store, char transa, int m, int k, int nthreads) {           \
     return create<T>(store, transa, m, k, true, nthreads);                                                       \
   }                                                                                                              \
-  int orb_##x##gemm_pack(orb_gemm_pack* store, char transa, int m, int k, T alpha, const T* a, int lda) {        \
-    return pack<T>(store, transa, m, k, alpha, a, lda);                                                          \
+  int orb_##x##gemm_pack(orb_gemm_pack* store, char transa, int m, int k, S alpha, const T* a, int lda) {        \
+    return pack<T>(store, transa, m, k, scalar<T>(alpha), a, lda);                                               \
   }                                                                                                              \
   int orb_##x##gemm_pack_compute(orb_gemm_pack* store, char transa, char transb, int m, int n, int k,            \
-                                 const T* a, int lda, const T* b, int ldb, T beta, T* c, int ldc) {              \
-    return compute<T>(store, transa, transb, m, n, k, a, lda, b, ldb, beta, c, ldc);                             \
+                                 const T* a, int lda, const T* b, int ldb, S beta, T* c, int ldc) {              \
+    return compute<T>(store, transa, transb, m, n, k, a, lda, b, ldb, scalar<T>(beta), c, ldc);                  \
   }                                                                                                              \
   int orb_##x##gemm_pack_release(orb_gemm_pack* store) { return release<T>(store); }                            \
   int orb_##x##gemm_pack_destroy(orb_gemm_pack* store) { return destroy<T>(store); }
-ORB_PACK_REAL(float, s)
-ORB_PACK_REAL(double, d)
-#undef ORB_PACK_REAL
-
-#define ORB_PACK_COMPLEX(T, x)                                                                                   \
-  int orb_##x##gemm_pack_create(orb_gemm_pack** store, char transa, int m, int k) {                              \
-    return create<T>(store, transa, m, k, false, 0);                                                             \
-  }                                                                                                              \
-  int orb_##x##gemm_pack_create_team(orb_gemm_pack** store, char transa, int m, int k, int nthreads) {           \
-    return create<T>(store, transa, m, k, true, nthreads);                                                       \
-  }                                                                                                              \
-  int orb_##x##gemm_pack(orb_gemm_pack* store, char transa, int m, int k, const T* alpha, const T* a,            \
-                         int lda) {                                                                              \
-    if (!alpha) return -1;                                                                                       \
-    return pack<T>(store, transa, m, k, *alpha, a, lda);                                                         \
-  }                                                                                                              \
-  int orb_##x##gemm_pack_compute(orb_gemm_pack* store, char transa, char transb, int m, int n, int k,            \
-                                 const T* a, int lda, const T* b, int ldb, const T* beta, T* c, int ldc) {       \
-    if (!beta) return -1;                                                                                        \
-    return compute<T>(store, transa, transb, m, n, k, a, lda, b, ldb, *beta, c, ldc);                            \
-  }                                                                                                              \
-  int orb_##x##gemm_pack_release(orb_gemm_pack* store) { return release<T>(store); }                            \
-  int orb_##x##gemm_pack_destroy(orb_gemm_pack* store) { return destroy<T>(store); }
-ORB_PACK_COMPLEX(orb_complex8, c)
-ORB_PACK_COMPLEX(orb_complex16, z)
-#undef ORB_PACK_COMPLEX
+ORB_PACK(float, s, float)
+ORB_PACK(double, d, double)
+ORB_PACK(orb_complex8, c, const orb_complex8*)
+ORB_PACK(orb_complex16, z, const orb_complex16*)
+#undef ORB_PACK
 
 // Raw entries of the internal interface.
 #define ORB_RAW(T, t)                                                                                         \
