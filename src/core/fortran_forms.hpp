@@ -7,6 +7,8 @@
 // expanded; it gets no generic forwarder, and the file writes it by hand.
 #pragma once
 
+#include <type_traits>
+
 #define ORB_FORTRAN_SECOND_(a, b, ...) b
 #define ORB_FORTRAN_SECOND(...) ORB_FORTRAN_SECOND_(__VA_ARGS__)
 #define ORB_FORTRAN_CAT_(a, b) a##b
@@ -21,3 +23,15 @@
 
 #define ORB_FORTRAN_FORWARD(ret, pub, params, args) \
   ORB_FORTRAN_CAT(ORB_FORTRAN_, ORB_FORTRAN_FORM(pub))(ret, pub, params, args)
+
+// gfortran returns the value of a COMPLEX function the way GCC returns a C
+// _Complex (R); the public routine f writes it through a leading address.
+template <class R, class C, class... P>
+R orb_fortran_by_value(void (*f)(C*, P...), std::type_identity_t<P>... args) {
+  C r{};
+  f(&r, args...);
+  R v;
+  __real__ v = r.re;
+  __imag__ v = r.im;
+  return v;
+}

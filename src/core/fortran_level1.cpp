@@ -26,12 +26,7 @@
 #define ORB_FORTRAN_COMPLEX_DOT(pub, ctype, rtype)                                                  \
   extern "C" rtype pub##_(const int* n, const ctype* x, const int* incx, const ctype* y,            \
                           const int* incy) {                                                        \
-    ctype r{};                                                                                      \
-    orb_blas_##pub(&r, n, x, incx, y, incy);                                                        \
-    rtype v;                                                                                        \
-    __real__ v = r.re;                                                                              \
-    __imag__ v = r.im;                                                                              \
-    return v;                                                                                       \
+    return orb_fortran_by_value<rtype>(&orb_blas_##pub, n, x, incx, y, incy);                       \
   }
 
 ORB_FORTRAN_COMPLEX_DOT(cdotc, orb_complex8, orb_fortran_complex8)

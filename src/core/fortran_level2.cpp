@@ -25,12 +25,7 @@
 
 #define ORB_FORTRAN_SPARSE_DOT(pub, ctype, rtype)                                              \
   extern "C" rtype pub##_(const int* nz, const ctype* x, const int* indx, const ctype* y) {    \
-    ctype r{};                                                                                 \
-    orb_blas_##pub(&r, nz, x, indx, y);                                                        \
-    rtype v;                                                                                   \
-    __real__ v = r.re;                                                                         \
-    __imag__ v = r.im;                                                                         \
-    return v;                                                                                  \
+    return orb_fortran_by_value<rtype>(&orb_blas_##pub, nz, x, indx, y);                       \
   }
 
 ORB_FORTRAN_SPARSE_DOT(cdotci, orb_complex8, orb_fortran_complex8)
