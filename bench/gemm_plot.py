@@ -8,33 +8,13 @@ GFLOPS of square sizes against the size, one line per library, with the
 measured peak drawn across. Points where orb's results disagreed with the
 peers are drawn as crosses.
 """
-import csv
 import sys
 
-import matplotlib
-
-matplotlib.use("Agg")
-import matplotlib.pyplot as plt  # noqa: E402
+import plot_common
+from plot_common import plt
 
 
-def main(argv):
-    if len(argv) < 2:
-        print(__doc__.strip(), file=sys.stderr)
-        return 2
-    src = argv[1]
-    dst = argv[2] if len(argv) > 2 else src.rsplit(".", 1)[0] + ".png"
-    meta, rows = {}, []
-    with open(src) as f:
-        lines = []
-        for line in f:
-            if line.startswith("#"):
-                for word in line[1:].split():
-                    if "=" in word:
-                        k, v = word.split("=", 1)
-                        meta[k] = v
-            else:
-                lines.append(line)
-        rows = list(csv.DictReader(lines))
+def draw(src, dst, meta, rows):
     rows = [r for r in rows if r["kind"] == "square"]
     if not rows:
         print("no square sizes in " + src, file=sys.stderr)
@@ -69,4 +49,4 @@ def main(argv):
 
 
 if __name__ == "__main__":
-    sys.exit(main(sys.argv))
+    sys.exit(plot_common.run(draw, __doc__))

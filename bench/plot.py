@@ -7,40 +7,14 @@ One panel per routine: GB/s against the working set, orb and OpenBLAS, with
 the cache sizes marked. Points where orb's results disagreed with the
 reference are drawn as crosses.
 """
-import csv
 import math
 import sys
 
-import matplotlib
-
-matplotlib.use("Agg")
-import matplotlib.pyplot as plt  # noqa: E402
+import plot_common
+from plot_common import plt
 
 
-def read(path):
-    meta, rows = {}, []
-    with open(path) as f:
-        lines = []
-        for line in f:
-            if line.startswith("#"):
-                for word in line[1:].split():
-                    if "=" in word:
-                        k, v = word.split("=", 1)
-                        meta[k] = v
-            else:
-                lines.append(line)
-    for r in csv.DictReader(lines):
-        rows.append(r)
-    return meta, rows
-
-
-def main(argv):
-    if len(argv) < 2:
-        print(__doc__.strip(), file=sys.stderr)
-        return 2
-    src = argv[1]
-    dst = argv[2] if len(argv) > 2 else src.rsplit(".", 1)[0] + ".png"
-    meta, rows = read(src)
+def draw(src, dst, meta, rows):
     names = []
     for r in rows:
         if r["routine"] not in names:
@@ -92,4 +66,4 @@ def main(argv):
 
 
 if __name__ == "__main__":
-    sys.exit(main(sys.argv))
+    sys.exit(plot_common.run(draw, __doc__))
