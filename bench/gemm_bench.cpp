@@ -17,7 +17,6 @@
 //
 // The default run takes a couple of minutes; --full sweeps square sizes up
 // to 4000 and every skinny width from 2 to 16.
-#include <dlfcn.h>
 #include <immintrin.h>
 #include <stdlib.h>
 #include <unistd.h>
@@ -31,6 +30,7 @@
 #include <string>
 #include <vector>
 
+#include "bench/common.hpp"
 #include "orb/orb_blas.h"
 #include "orb/orb_service.h"
 
@@ -71,15 +71,11 @@ struct library {
 
 bool open_peer(library& lib, const std::string& name, const std::string& path, const char* threads_symbol) {
   lib.name = name;
-  lib.handle = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
-  if (!lib.handle) {
-    std::fprintf(stderr, "gemm_bench: cannot open %s (%s); leaving %s out\n", path.c_str(), dlerror(),
-                 name.c_str());
-    return false;
-  }
+  lib.handle = orb::bench::open_peer_library("gemm_bench", path, "leaving " + name + " out");
+  if (!lib.handle) return false;
   const char* names[4] = {"sgemm_", "dgemm_", "cgemm_", "zgemm_"};
-  for (int t = 0; t < 4; ++t) lib.gemm[t] = reinterpret_cast<gemm_fn>(dlsym(lib.handle, names[t]));
-  lib.set_threads = reinterpret_cast<void (*)(int)>(dlsym(lib.handle, threads_symbol));
+  for (int t = 0; t < 4; ++t) orb::bench::peer_symbol(lib.handle, lib.gemm[t], names[t]);
+  orb::bench::peer_symbol(lib.handle, lib.set_threads, threads_symbol);
   return true;
 }
 
@@ -148,11 +144,7 @@ struct matrix {
 };
 void fill(std::vector<double>& v, std::size_t doubles, unsigned seed) {
   v.resize(doubles + 8);
-  unsigned long long s = 0x9E3779B97F4A7C15ull ^ seed;
-  for (auto& e : v) {
-    s = s * 6364136223846793005ull + 1442695040888963407ull;
-    e = double(s >> 11) * 0x1.0p-53 * 2.0 - 1.0;
-  }
+  orb::bench::fill_random(v.data(), v.size(), seed);
 }
 // The values as the type's reals (floats for s and c).
 void as_type(int t, std::vector<double>& v) {

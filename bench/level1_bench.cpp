@@ -16,7 +16,6 @@
 //
 //   level1_bench [--quick] [--min-time S] [--max N] [--min N]
 //                [--routines daxpy,ddot,...] [--csv FILE] [--openblas PATH]
-#include <dlfcn.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -28,6 +27,7 @@
 #include <string>
 #include <vector>
 
+#include "bench/common.hpp"
 #include "orb/orb_blas.h"
 #include "orb/orb_service.h"
 
@@ -37,8 +37,7 @@ namespace {
 
 using clock_type = std::chrono::steady_clock;
 
-// ---- The peer library, reached by path so that the alternatives system
-// cannot swap in another BLAS (or orb itself).
+// ---- The peer library.
 struct peer {
   void* handle = nullptr;
   std::string path;
@@ -56,12 +55,9 @@ struct peer {
 
   bool open(const std::string& p) {
     path = p;
-    handle = dlopen(p.c_str(), RTLD_NOW | RTLD_LOCAL);
-    if (!handle) {
-      std::fprintf(stderr, "level1_bench: cannot open %s (%s); measuring orb alone\n", p.c_str(), dlerror());
-      return false;
-    }
-    auto sym = [&](auto& f, const char* name) { f = reinterpret_cast<std::decay_t<decltype(f)>>(dlsym(handle, name)); };
+    handle = orb::bench::open_peer_library("level1_bench", p, "measuring orb alone");
+    if (!handle) return false;
+    auto sym = [&](auto& f, const char* name) { orb::bench::peer_symbol(handle, f, name); };
     sym(daxpy, "daxpy_");
     sym(ddot, "ddot_");
     sym(dnrm2, "dnrm2_");
@@ -87,11 +83,7 @@ struct buffer {
       std::fprintf(stderr, "level1_bench: out of memory for %zu doubles\n", doubles);
       std::exit(2);
     }
-    unsigned long long s = 0x9E3779B97F4A7C15ull ^ seed;
-    for (std::size_t i = 0; i < doubles; ++i) {
-      s = s * 6364136223846793005ull + 1442695040888963407ull;
-      p[i] = double(s >> 11) * 0x1.0p-53 * 2.0 - 1.0;
-    }
+    orb::bench::fill_random(p, doubles, seed);
   }
   buffer(const buffer&) = delete;
   buffer& operator=(const buffer&) = delete;

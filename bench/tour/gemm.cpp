@@ -18,14 +18,14 @@
 namespace orb::tour {
 namespace {
 
-std::vector<double> values(std::size_t n, unsigned seed) {
-  std::vector<double> v(n);
-  unsigned long long s = 0x9E3779B97F4A7C15ull ^ seed;
-  for (auto& e : v) {
-    s = s * 6364136223846793005ull + 1442695040888963407ull;
-    e = double(s >> 11) * 0x1.0p-53 * 2.0 - 1.0;
-  }
-  return v;
+// Interleaved reals as the complex elements they hold.
+template <class C, class R>
+const C* as(const R* p) {
+  return reinterpret_cast<const C*>(p);
+}
+template <class C, class R>
+C* as(R* p) {
+  return reinterpret_cast<C*>(p);
 }
 
 // Largest error of C = alpha op(A) op(B) + beta C0 (no transposes here
@@ -46,12 +46,6 @@ double dgemm_error(char ta, int m, int n, int k, double alpha, const std::vector
   return worst;
 }
 
-std::string fmt(const char* f, double a, double b = 0, double c = 0, double d = 0) {
-  char buf[160];
-  std::snprintf(buf, sizeof buf, f, a, b, c, d);
-  return buf;
-}
-
 void run_gemm(outcome& o) {
   std::printf("  (C := alpha op(A) op(B) + beta C; speeds are the best of repeated calls, on %d thread%s)\n",
               orb_get_max_threads(), orb_get_max_threads() == 1 ? "" : "s");
@@ -68,9 +62,9 @@ void run_gemm(outcome& o) {
   };
   for (const shape& s : shapes) {
     const int lda = s.ta == 'N' ? s.m : s.k;
-    const auto a = values(std::size_t(lda) * (s.ta == 'N' ? s.k : s.m), 1);
-    const auto b = values(std::size_t(s.k) * s.n, 2);
-    const auto c0 = values(std::size_t(s.m) * s.n, 3);
+    const auto a = random_doubles(std::size_t(lda) * (s.ta == 'N' ? s.k : s.m), 1);
+    const auto b = random_doubles(std::size_t(s.k) * s.n, 2);
+    const auto c0 = random_doubles(std::size_t(s.m) * s.n, 3);
     auto c = c0;
     const double alpha = 0.5, beta = -1.0;
     orb_blas_dgemm(&s.ta, "N", &s.m, &s.n, &s.k, &alpha, a.data(), &lda, b.data(), &s.k, &beta, c.data(), &s.m);
@@ -85,7 +79,7 @@ void run_gemm(outcome& o) {
 
   {  // The other types on one square size.
     const int n = 300;
-    const auto a = values(std::size_t(2) * n * n, 4), b = values(std::size_t(2) * n * n, 5);
+    const auto a = random_doubles(std::size_t(2) * n * n, 4), b = random_doubles(std::size_t(2) * n * n, 5);
     std::vector<float> af(a.begin(), a.end()), bf(b.begin(), b.end()), cf(std::size_t(2) * n * n, 0.0f);
     std::vector<double> cd(std::size_t(2) * n * n, 0.0);
     const float onef[2] = {1, 0}, zerof[2] = {0, 0};
@@ -104,42 +98,33 @@ void run_gemm(outcome& o) {
       const double re = single ? cf[ic] : cd[ic], im = cplx ? (single ? cf[ic + 1] : cd[ic + 1]) : 0;
       return std::abs(std::complex<long double>(re, im) - s) / n;
     };
+    // One type: the call, its check and its speed (flops per n^3: 2 real, 8 complex).
+    auto run = [&](const char* name, bool cplx, bool single, double tol, double flops, auto&& call) {
+      call();
+      const double e = double(check(cplx, single));
+      const double t = best_seconds(call);
+      report(o, name, fmt("N %.0fx%.0fx%.0f, err %.1e", n, n, n, e).c_str(), e <= tol, flops * n * n * n / t * 1e-9,
+             "GFLOPS");
+    };
     float onef1 = 1, zerof1 = 0;
     double one1 = 1, zero1 = 0;
-    orb_blas_sgemm("N", "N", &n, &n, &n, &onef1, af.data(), &n, bf.data(), &n, &zerof1, cf.data(), &n);
-    double e = double(check(false, true));
-    double t = best_seconds([&] {
+    run("sgemm", false, true, 1e-6, 2.0, [&] {
       orb_blas_sgemm("N", "N", &n, &n, &n, &onef1, af.data(), &n, bf.data(), &n, &zerof1, cf.data(), &n);
     });
-    report(o, "sgemm", fmt("N %.0fx%.0fx%.0f, err %.1e", n, n, n, e).c_str(), e <= 1e-6, 2.0 * n * n * n / t * 1e-9,
-           "GFLOPS");
     orb_blas_dgemm("N", "N", &n, &n, &n, &one1, a.data(), &n, b.data(), &n, &zero1, cd.data(), &n);
-    (void)one;
-    const auto* ca = reinterpret_cast<const orb_complex8*>(af.data());
-    const auto* cb = reinterpret_cast<const orb_complex8*>(bf.data());
-    auto* cc = reinterpret_cast<orb_complex8*>(cf.data());
-    const auto* alpha8 = reinterpret_cast<const orb_complex8*>(onef);
-    const auto* beta8 = reinterpret_cast<const orb_complex8*>(zerof);
-    orb_blas_cgemm("N", "N", &n, &n, &n, alpha8, ca, &n, cb, &n, beta8, cc, &n);
-    e = double(check(true, true));
-    t = best_seconds([&] { orb_blas_cgemm("N", "N", &n, &n, &n, alpha8, ca, &n, cb, &n, beta8, cc, &n); });
-    report(o, "cgemm", fmt("N %.0fx%.0fx%.0f, err %.1e", n, n, n, e).c_str(), e <= 1e-6, 8.0 * n * n * n / t * 1e-9,
-           "GFLOPS");
-    const auto* za = reinterpret_cast<const orb_complex16*>(a.data());
-    const auto* zb = reinterpret_cast<const orb_complex16*>(b.data());
-    auto* zc = reinterpret_cast<orb_complex16*>(cd.data());
-    const auto* alpha16 = reinterpret_cast<const orb_complex16*>(one);
-    const auto* beta16 = reinterpret_cast<const orb_complex16*>(zero);
-    orb_blas_zgemm("N", "N", &n, &n, &n, alpha16, za, &n, zb, &n, beta16, zc, &n);
-    e = double(check(true, false));
-    t = best_seconds([&] { orb_blas_zgemm("N", "N", &n, &n, &n, alpha16, za, &n, zb, &n, beta16, zc, &n); });
-    report(o, "zgemm", fmt("N %.0fx%.0fx%.0f, err %.1e", n, n, n, e).c_str(), e <= 1e-15, 8.0 * n * n * n / t * 1e-9,
-           "GFLOPS");
+    run("cgemm", true, true, 1e-6, 8.0, [&] {
+      orb_blas_cgemm("N", "N", &n, &n, &n, as<orb_complex8>(onef), as<orb_complex8>(af.data()), &n,
+                     as<orb_complex8>(bf.data()), &n, as<orb_complex8>(zerof), as<orb_complex8>(cf.data()), &n);
+    });
+    run("zgemm", true, false, 1e-15, 8.0, [&] {
+      orb_blas_zgemm("N", "N", &n, &n, &n, as<orb_complex16>(one), as<orb_complex16>(a.data()), &n,
+                     as<orb_complex16>(b.data()), &n, as<orb_complex16>(zero), as<orb_complex16>(cd.data()), &n);
+    });
   }
 
   {  // The same bits on one and on two threads.
     const int m = 600, n = 500, k = 200;
-    const auto a = values(std::size_t(m) * k, 6), b = values(std::size_t(k) * n, 7);
+    const auto a = random_doubles(std::size_t(m) * k, 6), b = random_doubles(std::size_t(k) * n, 7);
     std::vector<double> c1(std::size_t(m) * n), c2(std::size_t(m) * n);
     const double alpha = 1, beta = 0;
     orb_set_num_threads(1);
@@ -153,9 +138,9 @@ void run_gemm(outcome& o) {
 
   {  // Pack A once, multiply it by several B.
     const int m = 400, n = 64, k = 400, rounds = 8;
-    const auto a = values(std::size_t(m) * k, 8);
+    const auto a = random_doubles(std::size_t(m) * k, 8);
     std::vector<std::vector<double>> bs;
-    for (int r = 0; r < rounds; ++r) bs.push_back(values(std::size_t(k) * n, 20 + r));
+    for (int r = 0; r < rounds; ++r) bs.push_back(random_doubles(std::size_t(k) * n, 20 + r));
     std::vector<double> c(std::size_t(m) * n);
     orb_gemm_pack* store = nullptr;
     bool ok = orb_dgemm_pack_create(&store, 'N', m, k) == 0 && orb_dgemm_pack(store, 'N', m, k, 2.0, a.data(), m) == 0;

@@ -16,25 +16,6 @@ namespace {
 
 constexpr int kN = 200000;  // 1.6 MB per double vector
 
-std::vector<double> random_doubles(int n, unsigned seed) {
-  // A small linear congruential generator: the same data on every machine.
-  std::vector<double> v(n);
-  unsigned long long s = 0x9E3779B97F4A7C15ull ^ seed;
-  for (auto& e : v) {
-    s = s * 6364136223846793005ull + 1442695040888963407ull;
-    e = double(s >> 11) * 0x1.0p-53 * 2.0 - 1.0;
-  }
-  return v;
-}
-
-std::string fmt(const char* f, double a, double b = 0) {
-  char buf[128];
-  std::snprintf(buf, sizeof buf, f, a, b);
-  return buf;
-}
-
-double gbs(double bytes, double seconds) { return bytes / seconds * 1e-9; }
-
 void run_level1(outcome& o) {
   const int n = kN, one = 1;
   std::printf("  (n = %d, unit stride; speeds are the best of repeated calls)\n", n);

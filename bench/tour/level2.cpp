@@ -16,24 +16,6 @@ namespace {
 
 constexpr int kN = 1000;  // 8 MB matrix of doubles
 
-std::vector<double> random_doubles(std::size_t n, unsigned seed) {
-  std::vector<double> v(n);
-  unsigned long long s = 0x9E3779B97F4A7C15ull ^ seed;
-  for (auto& e : v) {
-    s = s * 6364136223846793005ull + 1442695040888963407ull;
-    e = double(s >> 11) * 0x1.0p-53 * 2.0 - 1.0;
-  }
-  return v;
-}
-
-std::string fmt(const char* f, double a, double b = 0) {
-  char buf[128];
-  std::snprintf(buf, sizeof buf, f, a, b);
-  return buf;
-}
-
-double gbs(double bytes, double seconds) { return bytes / seconds * 1e-9; }
-
 double max_rel_error(const std::vector<double>& got, const std::vector<long double>& want) {
   long double scale = 1, err = 0;
   for (std::size_t i = 0; i < got.size(); ++i) {

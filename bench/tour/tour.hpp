@@ -10,7 +10,11 @@
 #include <string>
 #include <vector>
 
+#include "bench/common.hpp"
+
 namespace orb::tour {
+
+using bench::random_doubles;
 
 // One line of results: what ran, whether its numbers were right, how fast.
 struct outcome {
@@ -63,6 +67,15 @@ inline void report(outcome& o, const char* routine, const std::string& result, b
   else
     std::printf("\n");
 }
+
+// printf into a string, for the result column.
+inline std::string fmt(const char* f, double a, double b = 0, double c = 0, double d = 0) {
+  char buf[160];
+  std::snprintf(buf, sizeof buf, f, a, b, c, d);
+  return buf;
+}
+
+inline double gbs(double bytes, double seconds) { return bytes / seconds * 1e-9; }
 
 // Relative closeness with a floor, for comparing with plain loops whose order
 // of accumulation differs from the kernel's.
