@@ -136,46 +136,46 @@ double sumsq_strided(int n, const float* x, std::ptrdiff_t s) {
   return (a[0] + a[1]) + (a[2] + a[3]);
 }
 
+// Complex at other strides (s counts reals), double: real part then
+// imaginary part of each element, one sum.
+long double sumsq_pairs(int n, const double* x, std::ptrdiff_t s) {
+  long double a = 0;
+  for (int i = 0; i < n; ++i, x += s) {
+    const long double re = x[0], im = x[1];
+    a += re * re;
+    a += im * im;
+  }
+  return a;
+}
+// Single: real and imaginary parts in two sums.
+double sumsq_pairs(int n, const float* x, std::ptrdiff_t s) {
+  double a = 0, b = 0;
+  for (int i = 0; i < n; ++i, x += s) {
+    const double re = x[0], im = x[1];
+    a = std::fma(re, re, a);
+    b = std::fma(im, im, b);
+  }
+  return a + b;
+}
+
+// Sum of squares of n elements of `parts` reals each (1 real, 2 complex),
+// in the accumulator of T: long double for double, double for float.
+template <class T>
+auto sumsq(int n, const T* x, int incx, int parts) {
+  if (incx == 1 || incx == -1) return sumsq_unit(parts * n, x);
+  if (parts == 1) return sumsq_strided(n, x, std::abs(incx));
+  return sumsq_pairs(n, x, 2 * std::ptrdiff_t(std::abs(incx)));
+}
+
 double dnrm2(int n, const double* x, int incx, int parts) {
   if (n < 1) return 0.0;
   ExtendedPrecision ext;
-  long double s;
-  if (incx == 1 || incx == -1) {
-    s = sumsq_unit(parts * n, x);
-  } else if (parts == 1) {
-    s = sumsq_strided(n, x, std::abs(incx));
-  } else {
-    // Complex: real part then imaginary part of each element, one sum.
-    const std::ptrdiff_t st = 2 * std::ptrdiff_t(std::abs(incx));
-    s = 0;
-    for (int i = 0; i < n; ++i, x += st) {
-      const long double re = x[0], im = x[1];
-      s += re * re;
-      s += im * im;
-    }
-  }
-  return double(root(s));
+  return double(root(sumsq(n, x, incx, parts)));
 }
 
 float snrm2(int n, const float* x, int incx, int parts) {
   if (n < 1) return 0.0f;
-  double s;
-  if (incx == 1 || incx == -1) {
-    s = sumsq_unit(parts * n, x);
-  } else if (parts == 1) {
-    s = sumsq_strided(n, x, std::abs(incx));
-  } else {
-    // Complex: real and imaginary parts in two sums.
-    const std::ptrdiff_t st = 2 * std::ptrdiff_t(std::abs(incx));
-    double a = 0, b = 0;
-    for (int i = 0; i < n; ++i, x += st) {
-      const double re = x[0], im = x[1];
-      a = std::fma(re, re, a);
-      b = std::fma(im, im, b);
-    }
-    s = a + b;
-  }
-  return float(std::sqrt(s));
+  return float(std::sqrt(sumsq(n, x, incx, parts)));
 }
 
 }  // namespace

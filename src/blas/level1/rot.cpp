@@ -28,38 +28,53 @@ namespace {
 // Each product of a complex multiply stays rounded on its own (simd.hpp).
 using simd::opaque;
 
+// The two loops of a complex rotation. Unit strides: rotate(a, b, px, py,
+// live) rotates a vector's worth of the 2n reals and stores the `live`
+// lanes of the new x and y at px and py; whole vectors first, then one
+// masked tail. Other strides: rotate(p, q) updates the element pair at p in
+// x and at q in y.
+template <class T, class F>
+void each_vector(int n, T* x, T* y, F rotate) {
+  using V = vec<T>;
+  constexpr int N = V::N;
+  const std::ptrdiff_t m = 2 * std::ptrdiff_t(n);
+  std::ptrdiff_t i = 0;
+  for (; i + N <= m; i += N) rotate(V::loadu(x + i), V::loadu(y + i), x + i, y + i, N);
+  if (i < m) {
+    const int r = int(m - i);
+    rotate(V::load_mask(x + i, r), V::load_mask(y + i, r), x + i, y + i, r);
+  }
+}
+template <class V, class T>
+void store_both(const V& nx, const V& ny, T* px, T* py, int live) {
+  if (live == V::N) nx.storeu(px), ny.storeu(py);
+  else nx.store_mask(px, live), ny.store_mask(py, live);
+}
+template <class T, class F>
+void each_element(int n, T* x, int incx, T* y, int incy, F rotate) {
+  T* xs = x + 2 * first(n, incx);
+  T* ys = y + 2 * first(n, incy);
+  for (int i = 0; i < n; ++i) rotate(xs + 2 * std::ptrdiff_t(i) * incx, ys + 2 * std::ptrdiff_t(i) * incy);
+}
+
 // Complex vectors, real c and s: the rotation acts on each real alike.
 template <class T>
 void rot_real_cs(int n, T* x, int incx, T* y, int incy, T c, T s) {
   if (incx == 1 && incy == 1) {
     using V = vec<T>;
-    constexpr int N = V::N;
     const V vc = V::set1(c), vs = V::set1(s);
-    const std::ptrdiff_t m = 2 * std::ptrdiff_t(n);
-    std::ptrdiff_t i = 0;
-    auto step = [&](const V& a, const V& b, T* px, T* py, int live) {
-      const V nx = vc * a + vs * b, ny = vc * b - vs * a;
-      if (live == N) nx.storeu(px), ny.storeu(py);
-      else nx.store_mask(px, live), ny.store_mask(py, live);
-    };
-    for (; i + N <= m; i += N) step(V::loadu(x + i), V::loadu(y + i), x + i, y + i, N);
-    if (i < m) {
-      const int r = int(m - i);
-      step(V::load_mask(x + i, r), V::load_mask(y + i, r), x + i, y + i, r);
-    }
+    each_vector(n, x, y, [&](const V& a, const V& b, T* px, T* py, int live) {
+      store_both(vc * a + vs * b, vc * b - vs * a, px, py, live);
+    });
     return;
   }
-  T* xs = x + 2 * first(n, incx);
-  T* ys = y + 2 * first(n, incy);
-  for (int i = 0; i < n; ++i) {
-    T* p = xs + 2 * std::ptrdiff_t(i) * incx;
-    T* q = ys + 2 * std::ptrdiff_t(i) * incy;
+  each_element(n, x, incx, y, incy, [&](T* p, T* q) {
     for (int k = 0; k < 2; ++k) {
       const T a = p[k], b = q[k];
       p[k] = opaque(c * a) + opaque(s * b);
       q[k] = opaque(c * b) - opaque(s * a);
     }
-  }
+  });
 }
 
 // Complex s = (sr, si): x := c x + s y, y := c y - conj(s) x, with
@@ -75,34 +90,21 @@ void rot_complex_s(int n, T* x, int incx, T* y, int incy, T c, T sr, T si) {
     alignas(64) T sg[N];
     for (int l = 0; l < N; ++l) sg[l] = (l & 1) ? T(1) : T(-1);
     const V vc = V::set1(c), vsr = V::set1(sr), vsi = V::set1(si), vsg = V::loadu(sg);
-    const std::ptrdiff_t m = 2 * std::ptrdiff_t(n);
-    auto step = [&](const V& a, const V& b, T* px, T* py, int live) {
+    each_vector(n, x, y, [&](const V& a, const V& b, T* px, T* py, int live) {
       const V sy = vsr * b + vsg * (vsi * swap_pairs(b));
       const V sx = vsr * a - vsg * (vsi * swap_pairs(a));
-      const V nx = vc * a + sy, ny = vc * b - sx;
-      if (live == N) nx.storeu(px), ny.storeu(py);
-      else nx.store_mask(px, live), ny.store_mask(py, live);
-    };
-    std::ptrdiff_t i = 0;
-    for (; i + N <= m; i += N) step(V::loadu(x + i), V::loadu(y + i), x + i, y + i, N);
-    if (i < m) {
-      const int r = int(m - i);
-      step(V::load_mask(x + i, r), V::load_mask(y + i, r), x + i, y + i, r);
-    }
+      store_both(vc * a + sy, vc * b - sx, px, py, live);
+    });
     return;
   }
-  T* xs = x + 2 * first(n, incx);
-  T* ys = y + 2 * first(n, incy);
-  for (int i = 0; i < n; ++i) {
-    T* p = xs + 2 * std::ptrdiff_t(i) * incx;
-    T* q = ys + 2 * std::ptrdiff_t(i) * incy;
+  each_element(n, x, incx, y, incy, [&](T* p, T* q) {
     const T xr = p[0], xi = p[1], yr = q[0], yi = q[1];
     const T cxr = opaque(c * xr), cxi = opaque(c * xi), cyr = opaque(c * yr), cyi = opaque(c * yi);
     p[0] = cxr + (opaque(sr * yr) - opaque(si * yi));
     p[1] = cxi + (opaque(sr * yi) + opaque(si * yr));
     q[0] = cyr - (opaque(sr * xr) + opaque(si * xi));
     q[1] = cyi - (opaque(sr * xi) - opaque(si * xr));
-  }
+  });
 }
 
 }  // namespace
