@@ -365,23 +365,20 @@ TEST_P(Cblas, RotationsFollowTheIncrements) {
                 [](int n, cd* x, int ix, cd* y, int iy, double a, double b) { cblas_zdrot(n, x, ix, y, iy, a, b); });
 
   // Modified rotations, each form of the flag.
-  for (double flag : {-1.0, 0.0, 1.0, -2.0}) {
-    const double pd[5] = {flag, 0.5, -0.25, 2.0, 0.75};
-    const float pf[5] = {float(flag), 0.5f, -0.25f, 2.0f, 0.75f};
-    auto x = strided<double>(c.n, c.incx, 55), y = strided<double>(c.n, c.incy, 56);
+  auto rotm = [&](auto cblas, const char* ref_name, auto flag, unsigned seed) {
+    using T = decltype(flag);
+    const T param[5] = {flag, T(0.5), T(-0.25), T(2.0), T(0.75)};
+    auto x = strided<T>(c.n, c.incx, seed), y = strided<T>(c.n, c.incy, seed + 1);
     auto xr = x, yr = y;
-    cblas_drotm(c.n, x.data(), c.incx, y.data(), c.incy, pd);
-    using Fd = void (*)(const int*, void*, const int*, void*, const int*, const double*);
-    reference<Fd>("drotm_")(&c.n, xr.data(), &c.incx, yr.data(), &c.incy, pd);
-    EXPECT_TRUE(close_vectors(x, xr, 4 * eps<double>())) << "drotm flag " << flag;
-    EXPECT_TRUE(close_vectors(y, yr, 4 * eps<double>())) << "drotm flag " << flag;
-    auto xs = strided<float>(c.n, c.incx, 57), ys = strided<float>(c.n, c.incy, 58);
-    auto xsr = xs, ysr = ys;
-    cblas_srotm(c.n, xs.data(), c.incx, ys.data(), c.incy, pf);
-    using Fs = void (*)(const int*, void*, const int*, void*, const int*, const float*);
-    reference<Fs>("srotm_")(&c.n, xsr.data(), &c.incx, ysr.data(), &c.incy, pf);
-    EXPECT_TRUE(close_vectors(xs, xsr, 4 * eps<float>())) << "srotm flag " << flag;
-    EXPECT_TRUE(close_vectors(ys, ysr, 4 * eps<float>())) << "srotm flag " << flag;
+    cblas(c.n, x.data(), c.incx, y.data(), c.incy, param);
+    using F = void (*)(const int*, void*, const int*, void*, const int*, const T*);
+    reference<F>(ref_name)(&c.n, xr.data(), &c.incx, yr.data(), &c.incy, param);
+    EXPECT_TRUE(close_vectors(x, xr, 4 * eps<T>())) << ref_name << " flag " << flag;
+    EXPECT_TRUE(close_vectors(y, yr, 4 * eps<T>())) << ref_name << " flag " << flag;
+  };
+  for (double flag : {-1.0, 0.0, 1.0, -2.0}) {
+    rotm(cblas_drotm, "drotm_", flag, 55);
+    rotm(cblas_srotm, "srotm_", float(flag), 57);
   }
 
   // crot and zrot (complex sine) have no reference routine in BLAS:
@@ -418,24 +415,21 @@ TEST_P(CblasOneVector, NormsSumsAndScalingMatchTheReference) {
   auto xc = strided<cf>(n, inc, 63);
   auto xz = strided<cd>(n, inc, 64);
   const double sz = std::max(n, 1);
-  EXPECT_TRUE(close(cblas_snrm2(n, xs.data(), inc), reference<f_reduce<float>>("snrm2_")(&n, xs.data(), &inc),
-                    4 * eps<float>(), sz));
-  EXPECT_TRUE(close(cblas_dnrm2(n, xd.data(), inc), reference<f_reduce<double>>("dnrm2_")(&n, xd.data(), &inc),
-                    4 * eps<double>(), sz));
-  EXPECT_TRUE(close(cblas_scnrm2(n, xc.data(), inc), reference<f_reduce<float>>("scnrm2_")(&n, xc.data(), &inc),
-                    4 * eps<float>(), sz));
-  EXPECT_TRUE(close(cblas_dznrm2(n, xz.data(), inc),
-                    reference<f_reduce<double>>("dznrm2_")(&n, xz.data(), &inc), 4 * eps<double>(), sz));
+  // A norm or sum of magnitudes of CBLAS against the reference routine.
+  auto reduce = [&](auto cblas, const char* ref_name, const auto& x) {
+    using R = decltype(cblas(n, x.data(), inc));
+    return close(cblas(n, x.data(), inc), reference<f_reduce<R>>(ref_name)(&n, x.data(), &inc), 4 * eps<R>(), sz);
+  };
+  EXPECT_TRUE(reduce(cblas_snrm2, "snrm2_", xs));
+  EXPECT_TRUE(reduce(cblas_dnrm2, "dnrm2_", xd));
+  EXPECT_TRUE(reduce(cblas_scnrm2, "scnrm2_", xc));
+  EXPECT_TRUE(reduce(cblas_dznrm2, "dznrm2_", xz));
   EXPECT_TRUE(same_bits(orb_c_xsnrm2(n, xs.data(), inc), cblas_snrm2(n, xs.data(), inc)));
   if (inc < 1) return;
-  EXPECT_TRUE(close(cblas_sasum(n, xs.data(), inc), reference<f_reduce<float>>("sasum_")(&n, xs.data(), &inc),
-                    4 * eps<float>(), sz));
-  EXPECT_TRUE(close(cblas_dasum(n, xd.data(), inc), reference<f_reduce<double>>("dasum_")(&n, xd.data(), &inc),
-                    4 * eps<double>(), sz));
-  EXPECT_TRUE(close(cblas_scasum(n, xc.data(), inc), reference<f_reduce<float>>("scasum_")(&n, xc.data(), &inc),
-                    4 * eps<float>(), sz));
-  EXPECT_TRUE(close(cblas_dzasum(n, xz.data(), inc),
-                    reference<f_reduce<double>>("dzasum_")(&n, xz.data(), &inc), 4 * eps<double>(), sz));
+  EXPECT_TRUE(reduce(cblas_sasum, "sasum_", xs));
+  EXPECT_TRUE(reduce(cblas_dasum, "dasum_", xd));
+  EXPECT_TRUE(reduce(cblas_scasum, "scasum_", xc));
+  EXPECT_TRUE(reduce(cblas_dzasum, "dzasum_", xz));
 
   using f_scal = void (*)(const int*, const void*, void*, const int*);
   auto scal = [&](auto v, const char* ref_name, const auto& alpha, auto cblas) {

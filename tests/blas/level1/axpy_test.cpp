@@ -16,20 +16,17 @@ template <class T>
 using axpby_fn = void (*)(const int*, const T*, const T*, const int*, const T*, T*, const int*);
 
 template <class T> struct RealNames;
-template <> struct RealNames<double> {
-  static constexpr auto axpy = orb_blas_daxpy;
-  static constexpr auto axpby = orb_blas_daxpby;
-  static constexpr const char* kaxpy = "xdaxpy";
-  static constexpr const char* kaxpby = "xdaxpby";
-  static constexpr const char* ref = "daxpy_";
-};
-template <> struct RealNames<float> {
-  static constexpr auto axpy = orb_blas_saxpy;
-  static constexpr auto axpby = orb_blas_saxpby;
-  static constexpr const char* kaxpy = "xsaxpy";
-  static constexpr const char* kaxpby = "xsaxpby";
-  static constexpr const char* ref = "saxpy_";
-};
+#define ORB_REAL_NAMES(T, p)                                    \
+  template <> struct RealNames<T> {                             \
+    static constexpr auto axpy = orb_blas_##p##axpy;            \
+    static constexpr auto axpby = orb_blas_##p##axpby;          \
+    static constexpr const char* kaxpy = "x" #p "axpy";         \
+    static constexpr const char* kaxpby = "x" #p "axpby";       \
+    static constexpr const char* ref = #p "axpy_";              \
+  };
+ORB_REAL_NAMES(double, d)
+ORB_REAL_NAMES(float, s)
+#undef ORB_REAL_NAMES
 
 // y := alpha x + y as a loop of fused updates: the promise of every path
 // but incy == 0.

@@ -2,6 +2,7 @@
 // accumulated in double, against the reference BLAS and extended sums, and
 // the promise that the bits depend on n and the increments only.
 #include <limits>
+#include <type_traits>
 
 #include "tests/blas/level1/arith_support.hpp"
 
@@ -18,6 +19,10 @@ using cdot_fn = void (*)(C*, const int*, const C*, const int*, const C*, const i
 // gfortran returns complex results by value.
 using ref_cdot = __complex__ float (*)(const int*, const void*, const int*, const void*, const int*);
 using ref_zdot = __complex__ double (*)(const int*, const void*, const int*, const void*, const int*);
+
+// Interleaved reals read as the complex elements they hold.
+const orb_complex8* as_complex(const float* p) { return reinterpret_cast<const orb_complex8*>(p); }
+const orb_complex16* as_complex(const double* p) { return reinterpret_cast<const orb_complex16*>(p); }
 
 class RealDot : public ::testing::TestWithParam<Walk> {};
 
@@ -152,18 +157,16 @@ TEST(DotOrder, BothNegativeIsTheForwardWalk) {
       const float sb = 1.0f;
       EXPECT_TRUE(same_bits(orb_blas_sdsdot(&n, &sb, x.data(), &px, y.data(), &py),
                             orb_blas_sdsdot(&n, &sb, x.data(), &nx, y.data(), &ny)));
-      orb_complex8 a, b;
-      orb_blas_cdotu(&a, &n, reinterpret_cast<const orb_complex8*>(x.data()), &px,
-                     reinterpret_cast<const orb_complex8*>(y.data()), &py);
-      orb_blas_cdotu(&b, &n, reinterpret_cast<const orb_complex8*>(x.data()), &nx,
-                     reinterpret_cast<const orb_complex8*>(y.data()), &ny);
-      EXPECT_TRUE(same_bits(a.re, b.re) && same_bits(a.im, b.im)) << n;
-      orb_complex16 c, d;
-      orb_blas_zdotc(&c, &n, reinterpret_cast<const orb_complex16*>(xz.data()), &px,
-                     reinterpret_cast<const orb_complex16*>(yz.data()), &py);
-      orb_blas_zdotc(&d, &n, reinterpret_cast<const orb_complex16*>(xz.data()), &nx,
-                     reinterpret_cast<const orb_complex16*>(yz.data()), &ny);
-      EXPECT_TRUE(same_bits(c.re, d.re) && same_bits(c.im, d.im)) << n;
+      // A complex dot of the reals in xr and yr, forwards and backwards.
+      auto both_ways = [&](auto dot, const auto& xr, const auto& yr) {
+        using C = std::remove_cv_t<std::remove_pointer_t<decltype(as_complex(xr.data()))>>;
+        C a, b;
+        dot(&a, &n, as_complex(xr.data()), &px, as_complex(yr.data()), &py);
+        dot(&b, &n, as_complex(xr.data()), &nx, as_complex(yr.data()), &ny);
+        EXPECT_TRUE(same_bits(a.re, b.re) && same_bits(a.im, b.im)) << n;
+      };
+      both_ways(orb_blas_cdotu, x, y);
+      both_ways(orb_blas_zdotc, xz, yz);
     }
   }
 }

@@ -23,15 +23,9 @@ using namespace orb::kstest;
 template <class E>
 using search_fn = int (*)(const int*, const E*, const int*);
 
-template <class E> struct names;
-template <> struct names<float> { static constexpr const char* letter = "s"; };
-template <> struct names<double> { static constexpr const char* letter = "d"; };
-template <> struct names<orb_complex8> { static constexpr const char* letter = "c"; };
-template <> struct names<orb_complex16> { static constexpr const char* letter = "z"; };
-
 template <class E>
 std::string kernel_name(bool max) {
-  return std::string("xi") + names<E>::letter + (max ? "amax" : "amin");
+  return std::string("xi") + type_letter<E> + (max ? "amax" : "amin");
 }
 
 // The magnitude, rounded in the element's own precision.
@@ -67,7 +61,7 @@ void expect_index(int n, const std::vector<E>& x, int incx, bool max, int want, 
 
 template <class E>
 void expect_reference(int n, const std::vector<E>& x, int incx, int want) {
-  const std::string ref = std::string("i") + names<E>::letter + "amax_";
+  const std::string ref = std::string("i") + type_letter<E> + "amax_";
   EXPECT_EQ(orb::test::reference<search_fn<E>>(ref.c_str())(&n, x.data(), &incx), want) << ref << " n" << n;
 }
 
@@ -107,10 +101,7 @@ void random_data(const Case& c) {
 }
 
 TEST_P(Search, RandomAndTiedData) {
-  random_data<float>(GetParam());
-  random_data<double>(GetParam());
-  random_data<orb_complex8>(GetParam());
-  random_data<orb_complex16>(GetParam());
+  for_each_type([&]<class E>() { random_data<E>(GetParam()); });
 }
 
 // Positions worth planting a value at: the ends, block and lane borders.
@@ -156,10 +147,7 @@ void planted_ties(const Case& c) {
 }
 
 TEST_P(Search, FirstOfEqualExtremes) {
-  planted_ties<float>(GetParam());
-  planted_ties<double>(GetParam());
-  planted_ties<orb_complex8>(GetParam());
-  planted_ties<orb_complex16>(GetParam());
+  for_each_type([&]<class E>() { planted_ties<E>(GetParam()); });
 }
 
 // A NaN anywhere, in either part of a complex value, makes its index the
@@ -182,10 +170,7 @@ void first_nan(const Case& c) {
 }
 
 TEST_P(Search, FirstNaN) {
-  first_nan<float>(GetParam());
-  first_nan<double>(GetParam());
-  first_nan<orb_complex8>(GetParam());
-  first_nan<orb_complex16>(GetParam());
+  for_each_type([&]<class E>() { first_nan<E>(GetParam()); });
 }
 
 INSTANTIATE_TEST_SUITE_P(Lengths, Search, ::testing::ValuesIn(cases()));

@@ -23,6 +23,13 @@ template <> struct real_of<orb_complex8> { using type = float; };
 template <> struct real_of<orb_complex16> { using type = double; };
 template <class E> constexpr int parts = int(sizeof(E) / sizeof(typename real_of<E>::type));
 
+// The letter of an element type in BLAS names: s, d, c or z.
+template <class E> constexpr const char* type_letter = nullptr;
+template <> inline constexpr const char* type_letter<float> = "s";
+template <> inline constexpr const char* type_letter<double> = "d";
+template <> inline constexpr const char* type_letter<orb_complex8> = "c";
+template <> inline constexpr const char* type_letter<orb_complex16> = "z";
+
 // Elements a vector of n elements with increment inc spans (at least one).
 inline std::size_t span(int n, int inc) {
   return n > 0 ? std::size_t(n - 1) * std::size_t(std::abs(inc)) + 1 : 1;
@@ -95,6 +102,15 @@ std::vector<std::pair<const char*, F>> every_build(const char* name) {
     if (f) out.emplace_back(b, f);
   }
   return out;
+}
+
+// check.template operator()<E>() for each element type, s d c z in turn.
+template <class F>
+void for_each_type(F&& check) {
+  check.template operator()<float>();
+  check.template operator()<double>();
+  check.template operator()<orb_complex8>();
+  check.template operator()<orb_complex16>();
 }
 
 }  // namespace orb::kstest

@@ -19,19 +19,13 @@ using copy_fn = void (*)(const int*, const E*, const int*, E*, const int*);
 template <class E>
 using swap_fn = void (*)(const int*, E*, const int*, E*, const int*);
 
-template <class E> struct names;
-template <> struct names<float> { static constexpr const char* letter = "s"; };
-template <> struct names<double> { static constexpr const char* letter = "d"; };
-template <> struct names<orb_complex8> { static constexpr const char* letter = "c"; };
-template <> struct names<orb_complex16> { static constexpr const char* letter = "z"; };
-
 template <class E>
 std::string kernel(const char* op) {
-  return std::string("x") + names<E>::letter + op;
+  return std::string("x") + type_letter<E> + op;
 }
 template <class E>
 std::string reference(const char* op) {
-  return std::string(names<E>::letter) + op + "_";
+  return std::string(type_letter<E>) + op + "_";
 }
 
 struct Case {
@@ -101,17 +95,11 @@ std::vector<Case> strided_cases() {
 class Movement : public ::testing::TestWithParam<Case> {};
 
 TEST_P(Movement, CopyMatchesReferenceAndStaysInside) {
-  check_copy<float>(GetParam());
-  check_copy<double>(GetParam());
-  check_copy<orb_complex8>(GetParam());
-  check_copy<orb_complex16>(GetParam());
+  for_each_type([&]<class E>() { check_copy<E>(GetParam()); });
 }
 
 TEST_P(Movement, SwapMatchesReferenceAndStaysInside) {
-  check_swap<float>(GetParam());
-  check_swap<double>(GetParam());
-  check_swap<orb_complex8>(GetParam());
-  check_swap<orb_complex16>(GetParam());
+  for_each_type([&]<class E>() { check_swap<E>(GetParam()); });
 }
 
 INSTANTIATE_TEST_SUITE_P(UnitStride, Movement, ::testing::ValuesIn(unit_cases()));
