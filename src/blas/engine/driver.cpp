@@ -297,7 +297,7 @@ void xgemm(const char* transa, const char* transb, const int* pm, const int* pn,
     // values, and building them costs a small call as much as its
     // arithmetic: go straight to the driver's work.
     if (nocopy) {
-      paths::nocopy_gemm(ta, tb, M, N, K, *palpha, a, *lda, b, *ldb, *pbeta, c, *ldc);
+      paths::nocopy_gemm(ta, tb, M, N, K, palpha, a, *lda, b, *ldb, pbeta, c, *ldc);
       return;
     }
   }

@@ -63,10 +63,11 @@ ORB_NOCOPY_TABLE(float, s)
 // The driver's work from the call's own values. Operator codes: 0 "N",
 // 1 "T", 2 "C".
 template <class T>
-void nocopy_run(int ca, int cb, int m, int n, int k, T alpha, const T* a, int lda, const T* b, int ldb, T beta, T* c,
-                int ldc) {
+void nocopy_run(int ca, int cb, int m, int n, int k, const T* palpha, const T* a, int lda, const T* b, int ldb,
+                const T* pbeta, T* c, int ldc) {
   if (m < 1 || n < 1) return;
-  if (k < 1 || alpha == T(0)) {
+  const T beta = *pbeta;
+  if (k < 1 || *palpha == T(0)) {
     if (beta != T(1))
       for (int j = 0; j < n; ++j) scale_column(m, beta, c + ptrdiff_t(j) * ldc);
     return;
@@ -75,11 +76,13 @@ void nocopy_run(int ca, int cb, int m, int n, int k, T alpha, const T* a, int ld
   using tables = nocopy_tables<T>;
   const auto first = beta == T(0) ? tables::b0[index] : beta == T(1) ? tables::b1[index] : tables::bn[index];
   const limits& lim = ca == 0 ? nocopy_limits<T>::plain : nocopy_limits<T>::trans;
-  // The common small call is one block: no loops to set up.
+  // The common small call is one block: no loops to set up, and the
+  // factors go on by the caller's addresses.
   if (k <= lim.k.half && m <= lim.m.half && n <= lim.n.half) {
-    first(m, n, k, &alpha, a, lda, b, ldb, &beta, c, ldc);
+    first(m, n, k, palpha, a, lda, b, ldb, pbeta, c, ldc);
     return;
   }
+  const T alpha = *palpha;
   const auto later = tables::b1[index];
   const int ks = nocopy_block(k, lim.k.limit, lim.k.step, lim.k.half);
   const int ms = nocopy_block(m, lim.m.limit, lim.m.step, lim.m.half);
@@ -105,20 +108,20 @@ inline int nocopy_code(int t) { return t == 0 || t == 3 ? 0 : t == 2 ? 2 : 1; }
 template <class T>
 int nocopy_driver(blas_op_params<T>* params, blas_matrix* av, blas_matrix* bv, blas_matrix* cv) {
   nocopy_run<T>(nocopy_code(params->transa), nocopy_code(params->transb), cv->rows, cv->cols, av->cols,
-                params->alpha, static_cast<const T*>(av->base), av->ld, static_cast<const T*>(bv->base), bv->ld,
-                params->beta, static_cast<T*>(cv->base), cv->ld);
+                &params->alpha, static_cast<const T*>(av->base), av->ld, static_cast<const T*>(bv->base), bv->ld,
+                &params->beta, static_cast<T*>(cv->base), cv->ld);
   return 0;
 }
 
 }  // namespace
 
-void nocopy_gemm(char ta, char tb, int m, int n, int k, double alpha, const double* a, int lda, const double* b,
-                 int ldb, double beta, double* c, int ldc) {
+void nocopy_gemm(char ta, char tb, int m, int n, int k, const double* alpha, const double* a, int lda,
+                 const double* b, int ldb, const double* beta, double* c, int ldc) {
   nocopy_run<double>(ta == 'N' ? 0 : ta == 'C' ? 2 : 1, tb == 'N' ? 0 : tb == 'C' ? 2 : 1, m, n, k, alpha, a, lda, b,
                      ldb, beta, c, ldc);
 }
-void nocopy_gemm(char ta, char tb, int m, int n, int k, float alpha, const float* a, int lda, const float* b, int ldb,
-                 float beta, float* c, int ldc) {
+void nocopy_gemm(char ta, char tb, int m, int n, int k, const float* alpha, const float* a, int lda, const float* b,
+                 int ldb, const float* beta, float* c, int ldc) {
   nocopy_run<float>(ta == 'N' ? 0 : ta == 'C' ? 2 : 1, tb == 'N' ? 0 : tb == 'C' ? 2 : 1, m, n, k, alpha, a, lda, b,
                     ldb, beta, c, ldc);
 }

@@ -37,8 +37,8 @@ inline vec<T> load_strip(const T* a, int lda, int i, int p, int live) {
   return live >= N ? V::loadu(src) : V::load_mask(src, live);
 }
 
-template <class T, bool TA, bool TB, int BETA, int R, int NJ>
-void tile(strip_mode mode, int live, int kb, T alpha, const T* a, int lda, const T* b, int ldb, T beta, T* c,
+template <class T, bool TA, bool TB, int BETA, int R, int NJ, strip_mode mode>
+void tile(int live, int kb, T alpha, const T* a, int lda, const T* b, int ldb, T beta, T* c,
           int ldc, int i, int j, T* scratch) {
   using V = vec<T>;
   constexpr int N = V::N;
@@ -53,13 +53,13 @@ void tile(strip_mode mode, int live, int kb, T alpha, const T* a, int lda, const
   const ptrdiff_t bstep = TB ? ldb : 1;
   for (int p = 0; p < kb; ++p) {
     V av[R];
-    if (mode == kScratch) {
+    if constexpr (mode == kScratch) {
       #pragma GCC unroll 16
       for (int r = 0; r < R; ++r) av[r] = V::load(scratch + (ptrdiff_t(p) * R + r) * N);
     } else {
       #pragma GCC unroll 16
       for (int r = 0; r < R; ++r) av[r] = load_strip<T, TA>(a, lda, i + r * N, p, live - r * N);
-      if (mode == kSourceToScratch)
+      if constexpr (mode == kSourceToScratch)
         #pragma GCC unroll 16
         for (int r = 0; r < R; ++r) av[r].store(scratch + (ptrdiff_t(p) * R + r) * N);
     }
@@ -117,19 +117,31 @@ void tile(strip_mode mode, int live, int kb, T alpha, const T* a, int lda, const
   }
 }
 
+template <class T, bool TA, bool TB, int BETA, int R, strip_mode mode>
+__attribute__((always_inline)) inline void tiles(int live, int nj, int kb, T alpha, const T* a, int lda, const T* b,
+                                                 int ldb, T beta, T* c, int ldc, int i, int j, T* scratch) {
+  switch (nj) {
+#define ORB_TILE(w) \
+  case w: tile<T, TA, TB, BETA, R, w, mode>(live, kb, alpha, a, lda, b, ldb, beta, c, ldc, i, j, scratch); break;
+    ORB_TILE(1) ORB_TILE(2) ORB_TILE(3) ORB_TILE(4) ORB_TILE(5) ORB_TILE(6)
+#undef ORB_TILE
+  }
+}
+
+// A strip across the columns: the first tile of a strip headed for the
+// scratch copies it there, the others read it back.
 template <class T, bool TA, bool TB, int BETA, int R>
-__attribute__((always_inline)) inline void strip(strip_mode first, int live, int nb, int kb, T alpha, const T* a, int lda, const T* b, int ldb, T beta,
-           T* c, int ldc, int i, T* scratch) {
-  strip_mode mode = first;
+__attribute__((always_inline)) inline void strip(strip_mode first, int live, int nb, int kb, T alpha, const T* a,
+                                                 int lda, const T* b, int ldb, T beta, T* c, int ldc, int i,
+                                                 T* scratch) {
   for (int j = 0; j < nb; j += kTileCols) {
     const int nj = nb - j < kTileCols ? nb - j : kTileCols;
-    switch (nj) {
-#define ORB_TILE(w) \
-  case w: tile<T, TA, TB, BETA, R, w>(mode, live, kb, alpha, a, lda, b, ldb, beta, c, ldc, i, j, scratch); break;
-      ORB_TILE(1) ORB_TILE(2) ORB_TILE(3) ORB_TILE(4) ORB_TILE(5) ORB_TILE(6)
-#undef ORB_TILE
-    }
-    if (mode == kSourceToScratch) mode = kScratch;
+    if (first == kSource)
+      tiles<T, TA, TB, BETA, R, kSource>(live, nj, kb, alpha, a, lda, b, ldb, beta, c, ldc, i, j, scratch);
+    else if (j == 0)
+      tiles<T, TA, TB, BETA, R, kSourceToScratch>(live, nj, kb, alpha, a, lda, b, ldb, beta, c, ldc, i, j, scratch);
+    else
+      tiles<T, TA, TB, BETA, R, kScratch>(live, nj, kb, alpha, a, lda, b, ldb, beta, c, ldc, i, j, scratch);
   }
 }
 

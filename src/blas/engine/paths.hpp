@@ -96,10 +96,10 @@ namespace orb::paths {
 
 // The no-copy driver's work from the call's own values: ta and tb are the
 // operator letters, upper case ('N', 'T', 'C'; any other reads as 'T').
-void nocopy_gemm(char ta, char tb, int m, int n, int k, double alpha, const double* a, int lda, const double* b,
-                 int ldb, double beta, double* c, int ldc);
-void nocopy_gemm(char ta, char tb, int m, int n, int k, float alpha, const float* a, int lda, const float* b, int ldb,
-                 float beta, float* c, int ldc);
+void nocopy_gemm(char ta, char tb, int m, int n, int k, const double* alpha, const double* a, int lda,
+                 const double* b, int ldb, const double* beta, double* c, int ldc);
+void nocopy_gemm(char ta, char tb, int m, int n, int k, const float* alpha, const float* a, int lda, const float* b,
+                 int ldb, const float* beta, float* c, int ldc);
 
 using simd::vec;
 using std::ptrdiff_t;
