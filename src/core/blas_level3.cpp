@@ -64,6 +64,15 @@ auto gemm_kernel() {
   else return kernels().xzgemm;
 }
 
+// The packed path on a block, whatever the block's own size would choose.
+template <class T>
+auto gemm_packed_kernel() {
+  if constexpr (gemm_type<T>::letter == 's') return kernels().xsgemm_packed;
+  else if constexpr (gemm_type<T>::letter == 'd') return kernels().xdgemm_packed;
+  else if constexpr (gemm_type<T>::letter == 'c') return kernels().xcgemm_packed;
+  else return kernels().xzgemm_packed;
+}
+
 inline char fold(char c) { return char(c & ~32); }
 inline bool trans_ok(char c) {
   c = fold(c);
@@ -100,6 +109,7 @@ constexpr int kRowAlign = 16;
 struct grid {
   int tm = 1, tn = 1;  // blocks of rows, of columns
   int rows = 0, cols = 0;  // rows and columns of a full block
+  bool packed = false;  // the blocks run the packed path whatever their size
 };
 
 // Rows (or columns) of block b when `total` is cut into blocks of `step`.
@@ -123,15 +133,21 @@ grid plan(char ta, char tb, int m, int n, int k, bool alpha_zero, bool beta_one,
       int rows = (m + tm - 1) / tm;
       if (tm > 1) rows = (rows + kRowAlign - 1) / kRowAlign * kRowAlign;
       const int cols = (n + tn - 1) / tn;
-      // Every block must be non-empty and take the whole call's path.
+      // Every block must be non-empty and take the whole call's path. The
+      // packed path is open to any block (its sums depend on K alone), so
+      // a call that takes it may be cut into blocks that alone would go
+      // another way.
       if (part(m, rows, tm - 1) < 1 || part(n, cols, tn - 1) < 1) continue;
-      bool same = true;
+      bool same = whole == route::packed;
       const int rs[2] = {rows, part(m, rows, tm - 1)};
       const int cs[2] = {cols, part(n, cols, tn - 1)};
-      for (int r : rs)
-        for (int c : cs) same = same && paths::gemm_route(type, ta, tb, r, c, k, alpha_zero, beta_one) == whole;
+      if (!same) {
+        same = true;
+        for (int r : rs)
+          for (int c : cs) same = same && paths::gemm_route(type, ta, tb, r, c, k, alpha_zero, beta_one) == whole;
+      }
       if (!same) continue;
-      best = {tm, tn, rows, cols};
+      best = {tm, tn, rows, cols, whole == route::packed};
       best_blocks = tm * tn;
     }
   }
@@ -157,6 +173,7 @@ void run_gemm(const char* transa, const char* transb, int m, int n, int k, const
 #endif
   const grid g = plan<T>(ta, tb, m, n, k, G::is_zero(*alpha), G::is_one(*beta), threads);
   const int blocks = g.tm * g.tn;
+  const auto packed_kernel = gemm_packed_kernel<T>();
   if (blocks < 2) {
     kernel(transa, transb, &m, &n, &k, alpha, a, &lda, b, &ldb, beta, c, &ldc);
     return;
@@ -169,7 +186,8 @@ void run_gemm(const char* transa, const char* transb, int m, int n, int k, const
     // op(A) rows i0.. and op(B) columns j0.. of the whole call.
     const T* ab = ta == 'N' ? a + i0 : a + std::ptrdiff_t(i0) * lda;
     const T* bb = tb == 'N' ? b + std::ptrdiff_t(j0) * ldb : b + j0;
-    kernel(transa, transb, &mb, &nb, &k, alpha, ab, &lda, bb, &ldb, beta, c + i0 + std::ptrdiff_t(j0) * ldc, &ldc);
+    (g.packed ? packed_kernel : kernel)(transa, transb, &mb, &nb, &k, alpha, ab, &lda, bb, &ldb, beta,
+                                        c + i0 + std::ptrdiff_t(j0) * ldc, &ldc);
   };
 #ifdef ORB_HAVE_OPENMP
 #pragma omp parallel for num_threads(blocks) schedule(static, 1)

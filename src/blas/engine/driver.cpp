@@ -248,6 +248,38 @@ int acopiedbcopy(blas_op_params<T>* params, blas_matrix* a, blas_matrix* b, blas
 
 namespace {
 
+// The packed branch of x?gemm. With `may_go_direct` the shapes below the
+// register tile take the direct routine; without it (a block of a call the
+// core split among threads) the driver runs whatever the block's size.
+template <class T>
+void packed(const char* transa, const char* transb, const int* pm, const int* pn, const int* pk, const T* palpha,
+            const T* a, const int* lda, const T* b, const int* ldb, const T* pbeta, T* c, const int* ldc,
+            bool may_go_direct) {
+  const int M = *pm, N = *pn, K = *pk;
+  if (M < 1 || N < 1) return;
+  const char ta = upper_char(transa), tb = upper_char(transb);
+  blas_op_params<T> params;
+  blas_initialize_op_params<T>(transa, transb, palpha, pbeta, &params);
+  blas_matrix A, B, Cv;
+  blas_initialize_matrix<T>(transa, M, K, a, *lda, &A);
+  blas_initialize_matrix<T>(transb, K, N, b, *ldb, &B);
+  blas_initialize_matrix<T>(M, N, c, *ldc, &Cv);
+  gemm_strategy st;
+  initialize_strategy<T>(&st);
+  gemm_kernel_info<T> info;
+  initialize_kernel_info<T>(&params, &A, &B, &Cv, &st, &info);
+  if (is_zero(*palpha)) {
+    if (!is_one(params.beta)) info.scale_c(&Cv, &params.beta);
+    return;
+  }
+  const bool direct = (ta != 'N' && tb == 'N') ? M < info.pst_m_limit : N < info.pst_n_limit;
+  if (direct && may_go_direct) {
+    entry_routines<T>::pst(transa, transb, pm, pn, pk, &params.alpha, a, lda, b, ldb, &params.beta, c, ldc);
+    return;
+  }
+  info.driver(&params, &A, &B, &Cv, nullptr, &info);
+}
+
 template <class T>
 void xgemm(const char* transa, const char* transb, const int* pm, const int* pn, const int* pk, const T* palpha,
            const T* a, const int* lda, const T* b, const int* ldb, const T* pbeta, T* c, const int* ldc) {
@@ -302,31 +334,7 @@ void xgemm(const char* transa, const char* transb, const int* pm, const int* pn,
     }
   }
 
-  blas_op_params<T> params;
-  blas_initialize_op_params<T>(transa, transb, palpha, pbeta, &params);
-  blas_matrix A, B, Cv;
-  blas_initialize_matrix<T>(transa, M, K, a, *lda, &A);
-  blas_initialize_matrix<T>(transb, K, N, b, *ldb, &B);
-  blas_initialize_matrix<T>(M, N, c, *ldc, &Cv);
-  gemm_strategy st;
-  initialize_strategy<T>(&st);
-  if (nocopy) st.copy_mode = 16;
-  gemm_kernel_info<T> info;
-  initialize_kernel_info<T>(&params, &A, &B, &Cv, &st, &info);
-  if (nocopy) {
-    info.driver(&params, &A, &B, &Cv, nullptr, &info);
-    return;
-  }
-  if (alpha0) {
-    if (!is_one(params.beta)) info.scale_c(&Cv, &params.beta);
-    return;
-  }
-  const bool direct = (ta != 'N' && tb == 'N') ? M < info.pst_m_limit : N < info.pst_n_limit;
-  if (direct) {
-    entry_routines<T>::pst(transa, transb, pm, pn, pk, &params.alpha, a, lda, b, ldb, &params.beta, c, ldc);
-    return;
-  }
-  info.driver(&params, &A, &B, &Cv, nullptr, &info);
+  packed<T>(transa, transb, pm, pn, pk, palpha, a, lda, b, ldb, pbeta, c, ldc, true);
 }
 
 }  // namespace
@@ -351,6 +359,11 @@ using namespace orb::engine;
                                     const int* k, const T* alpha, const T* a, const int* lda, const T* b,      \
                                     const int* ldb, const T* beta, T* c, const int* ldc) {                     \
     xgemm<T>(transa, transb, m, n, k, alpha, a, lda, b, ldb, beta, c, ldc);                                    \
+  }                                                                                                             \
+  ORB_API void ORB_BLAS(x##t##gemm_packed)(const char* transa, const char* transb, const int* m, const int* n, \
+                                           const int* k, const T* alpha, const T* a, const int* lda,           \
+                                           const T* b, const int* ldb, const T* beta, T* c, const int* ldc) {  \
+    packed<T>(transa, transb, m, n, k, alpha, a, lda, b, ldb, beta, c, ldc, false);                             \
   }                                                                                                             \
   ORB_API void ORB_BLAS(t##gemm_ker0)(const T* one, const blas_matrix* ap, const blas_matrix* bp,              \
                                       const T* beta, blas_matrix* cv, void*) {                                 \

@@ -182,6 +182,9 @@ void expect_thread_invariant(char ta, char tb, int m, int n, int k, T alpha, T b
 TEST(GemmEntry, SameBitsOnOneTwoAndThreeThreads) {
   expect_thread_invariant<double>('N', 'N', 400, 390, 60, 0.5, 0.25);   // packed
   expect_thread_invariant<double>('T', 'N', 500, 40, 130, -1.0, 0.0);   // packed, by rows
+  // Packed as a whole, cut into blocks that alone would go without copies.
+  expect_thread_invariant<double>('N', 'N', 256, 200, 600, 0.5, 0.25);
+  expect_thread_invariant<float>('N', 'T', 200, 300, 520, -1.5, 1.0);
   expect_thread_invariant<double>('N', 'T', 700, 100, 100, 1.0, 1.0);   // no-copy
   expect_thread_invariant<double>('T', 'N', 4000, 3, 200, 1.0, 0.5);     // dot products, by rows
   expect_thread_invariant<double>('N', 'N', 4000, 2, 300, 2.0, 0.0);    // two columns, by rows
