@@ -154,23 +154,94 @@ void syr_cols(bool up, int n, T alpha, const T* x, int incx, T* a, idx lda, int 
   }
 }
 
+// a(i, c) += x(i) * t1(c) + y(i) * t2(c), two fused steps in that order, on
+// the rows [0, m) of the g columns of a group; rows peeled as in ger_group.
+template <class T, int g, bool Prefetch>
+void syr2_group(int m, const T* x, const T* y, const T* t1, const T* t2, T* const* col) {
+  using V = vec<T>;
+  constexpr int N = V::N;
+  V v1[g], v2[g];
+  #pragma GCC unroll 8
+  for (int c = 0; c < g; ++c) v1[c] = V::set1(t1[c]), v2[c] = V::set1(t2[c]);
+  int i = 0;
+  const int peel = m >= 2 * N ? l1::peel64(col[0], m) : 0;
+  if (peel > 0) {
+    const V xv = V::load_mask(x, peel), yv = V::load_mask(y, peel);
+    #pragma GCC unroll 8
+    for (int c = 0; c < g; ++c)
+      fma(yv, v2[c], fma(xv, v1[c], V::load_mask(col[c], peel))).store_mask(col[c], peel);
+    i = peel;
+  }
+  for (; i + N <= m; i += N) {
+    const V xv = V::loadu(x + i), yv = V::loadu(y + i);
+    #pragma GCC unroll 8
+    for (int c = 0; c < g; ++c) {
+      if constexpr (Prefetch) __builtin_prefetch(col[c] + i + kGerAhead, 1, 3);
+      fma(yv, v2[c], fma(xv, v1[c], V::loadu(col[c] + i))).storeu(col[c] + i);
+    }
+  }
+  if (i < m) {
+    const int r = m - i;
+    const V xv = V::load_mask(x + i, r), yv = V::load_mask(y + i, r);
+    #pragma GCC unroll 8
+    for (int c = 0; c < g; ++c) fma(yv, v2[c], fma(xv, v1[c], V::load_mask(col[c] + i, r))).store_mask(col[c] + i, r);
+  }
+}
+
+// Columns [j0, j1) of A += alpha (x y^T + y x^T) on the triangle of uplo.
+// With both vectors contiguous, columns go in groups of eight: the rows all
+// of them store (above the group for the upper triangle, below it for the
+// lower) in one pass that loads x and y once, the small triangle of the
+// group column by column. Each element takes the same two fused steps as
+// in the column-by-column form.
 template <class T>
 void syr2_cols(bool up, int n, T alpha, const T* x, int incx, const T* y, int incy, T* a, idx lda, int j0, int j1) {
   const T* xs = x + first(n, incx);
   const T* ys = y + first(n, incy);
-  for (int j = j0; j < j1; ++j) {
+  const bool unit = incx == 1 && incy == 1;
+  auto column = [&](int j) {
     const T xj = xs[idx(j) * incx], yj = ys[idx(j) * incy];
-    if (xj == T(0) && yj == T(0)) continue;
+    if (xj == T(0) && yj == T(0)) return;
     const T t1 = alpha * yj, t2 = alpha * xj;
     const int lo = up ? 0 : j, len = up ? j + 1 : n - j;
     T* col = a + idx(j) * lda + lo;
-    if (incx == 1 && incy == 1) {
+    if (unit) {
       axpy2_run(len, t1, xs + lo, t2, ys + lo, col);
     } else {
       for (int i = 0; i < len; ++i)
         col[i] = std::fma(ys[idx(lo + i) * incy], t2, std::fma(xs[idx(lo + i) * incx], t1, col[i]));
     }
+  };
+  int j = j0;
+  if (unit) {
+    constexpr int G = kGerGroup;
+    const bool pf = 0.5 * double(n) * double(n) > kGerPrefetchFrom;
+    for (; j + G <= j1; j += G) {
+      T t1[G], t2[G];
+      T* col[G];
+      bool whole = true;
+      for (int c = 0; c < G; ++c) {
+        whole = whole && !(xs[j + c] == T(0) && ys[j + c] == T(0));
+        t1[c] = alpha * ys[j + c], t2[c] = alpha * xs[j + c];
+        col[c] = a + idx(j + c) * lda + (up ? 0 : j + G);
+      }
+      if (!whole) {
+        for (int c = 0; c < G; ++c) column(j + c);
+        continue;
+      }
+      // Upper: rows [0, j) shared, then rows [j, j + c] of column j + c.
+      // Lower: rows [j + c, j + G) of column j + c, then rows [j + G, n).
+      const int lo = up ? 0 : j + G, m = up ? j : n - j - G;
+      if (!up)
+        for (int c = 0; c < G; ++c)
+          axpy2_run(G - c, t1[c], xs + j + c, t2[c], ys + j + c, a + idx(j + c) * lda + j + c);
+      if (pf) syr2_group<T, G, true>(m, xs + lo, ys + lo, t1, t2, col);
+      else syr2_group<T, G, false>(m, xs + lo, ys + lo, t1, t2, col);
+      if (up)
+        for (int c = 0; c < G; ++c) axpy2_run(c + 1, t1[c], xs + j, t2[c], ys + j, a + idx(j + c) * lda + j);
+    }
   }
+  for (; j < j1; ++j) column(j);
 }
 
 // ---- Hermitian ----------------------------------------------------------------

@@ -132,6 +132,52 @@ TEST(HermitianUpdates, ClearTheImaginaryPartOfTheDiagonal) {
   for (int j = 0; j < 4; ++j) EXPECT_EQ(c[j * 4 + j].im, 0.f);
 }
 
+// ---- syr2 ------------------------------------------------------------------------
+
+// Each stored element takes a + x(i) (alpha y(j)), then + y(i) (alpha x(j)),
+// two fused steps, in every build, for column groups cut anywhere, shifted
+// matrices and strided vectors; a column whose x(j) and y(j) are both zero
+// is left as it is, also inside a group.
+TEST(SymmetricUpdates, Syr2TwoFusedStepsPerElementInEveryBuild) {
+  using syr2_fn = void (*)(const char*, const int*, const double*, const double*, const int*, const double*,
+                           const int*, double*, const int*);
+  unsigned seed = 90;
+  for (const char* tag : orb::test::runnable_builds()) {
+    const auto syr2 = orb::test::kernel_of<syr2_fn>(tag, "xdsyr2");
+    for (const char* uplo : {"U", "L"})
+      for (const int n : {1, 7, 8, 9, 23, 40})
+        for (const int shift : {0, 3})
+          for (const int inc : {1, -2}) {
+            const int lda = n + 5;
+            std::vector<double> store(std::size_t(lda) * n + 8);
+            double* a = store.data() + shift;
+            const auto a0 = rnd<double>(std::size_t(lda) * n, seed++);
+            std::copy(a0.begin(), a0.end(), a);
+            const auto xv = rnd<double>(n, seed++);
+            auto yv = rnd<double>(n, seed++);
+            std::vector<double> x(span(n, inc)), y(span(n, 1));
+            const bool skip = n > 20;
+            if (skip) x[at(n, inc, 18)] = 0.0, yv[18] = 0.0, a[18 * std::size_t(lda) + 18] = kNaN;
+            for (int i = 0; i < n; ++i) x[at(n, inc, i)] = skip && i == 18 ? 0.0 : xv[i], y[i] = yv[i];
+            std::vector<double> want(a, a + std::size_t(lda) * n);
+            const double alpha = -0.625;
+            for (int j = 0; j < n; ++j) {
+              const double xj = x[at(n, inc, j)], yj = y[j];
+              if (xj == 0.0 && yj == 0.0) continue;
+              const int lo = *uplo == 'U' ? 0 : j, hi = *uplo == 'U' ? j + 1 : n;
+              for (int i = lo; i < hi; ++i) {
+                double& e = want[std::size_t(j) * lda + i];
+                e = std::fma(y[i], alpha * xj, std::fma(x[at(n, inc, i)], alpha * yj, e));
+              }
+            }
+            const int one = 1;
+            syr2(uplo, &n, &alpha, x.data(), &inc, y.data(), &one, a, &lda);
+            const std::vector<double> got(a, a + std::size_t(lda) * n);
+            ASSERT_TRUE(same(got, want)) << tag << " " << uplo << " n=" << n << " shift " << shift << " inc " << inc;
+          }
+  }
+}
+
 // ---- Symmetric rank updates on the core's threads ------------------------------------
 
 TEST(SymmetricUpdates, ThreadedSharesGiveTheSingleThreadBits) {
