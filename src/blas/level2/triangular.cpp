@@ -5,7 +5,9 @@
 // and the rectangular part goes to GEMV. The solve calls GEMV through the
 // public routine, so that the core's choices (threads, checks) apply to it;
 // the product calls the GEMV kernel of this library directly, as its
-// threaded form does.
+// threaded form does. The one exception is the real transposed product on
+// a contiguous x, which needs no blocks: every result is a dot of entries
+// of x not yet overwritten, so it runs as one pass of column groups.
 #include "blas/level2/level2.hpp"
 #include "orb/orb_blas.h"
 
@@ -212,6 +214,95 @@ void ctrmv_block(bool up, bool trans, bool conj_a, bool unit, int n, const T* a,
   }
 }
 
+// Real transposed product with contiguous x in one pass: column j's result
+// is its diagonal term plus the dot of the column's off-diagonal part with
+// the x not yet overwritten. Columns go in groups of eight that share each
+// load of x, walked so that every group reads only entries of x that are
+// still to be rewritten (from the right for the upper triangle, from the
+// left for the lower); rows common to the group run in lanes, the small
+// triangle at the group's head in scalar steps after them, and the group
+// writes its results once all eight are formed. Per column:
+//   x(j) := (unit ? x(j) : x(j) a(j, j)) + (lanes folded + head in order).
+constexpr int kTrmvGroup = 8;
+// Triangles of more than this many elements are prefetched along the columns.
+constexpr double kTrmvPrefetchFrom = 7e5;
+constexpr int kTrmvAhead = 32;  // elements
+
+template <class T, bool Up, bool Unit, bool Prefetch>
+void trmv_t_unit(int n, const T* a, idx lda, T* x) {
+  using V = vec<T>;
+  constexpr int N = V::N;
+  auto group = [&](int j0, auto gc) {
+    constexpr int g = decltype(gc)::value;
+    V acc[g];
+    const T* col[g];
+    #pragma GCC unroll 8
+    for (int c = 0; c < g; ++c) acc[c] = V::zero(), col[c] = a + idx(j0 + c) * lda;
+    // Rows below the group's own (upper: [0, j0)) or above (lower: [j0 + g, n)).
+    const int lo = Up ? 0 : j0 + g, hi = Up ? j0 : n;
+    int i = lo;
+    for (; i + 2 * N <= hi; i += 2 * N) {
+      #pragma GCC unroll 2
+      for (int u = 0; u < 2; ++u) {
+        const V xv = V::loadu(x + i + u * N);
+        #pragma GCC unroll 8
+        for (int c = 0; c < g; ++c) {
+          if constexpr (Prefetch) __builtin_prefetch(col[c] + i + u * N + kTrmvAhead, 0, 3);
+          acc[c] = fma(V::loadu(col[c] + i + u * N), xv, acc[c]);
+        }
+      }
+    }
+    for (; i + N <= hi; i += N) {
+      const V xv = V::loadu(x + i);
+      #pragma GCC unroll 8
+      for (int c = 0; c < g; ++c) acc[c] = fma(V::loadu(col[c] + i), xv, acc[c]);
+    }
+    if (i < hi) {
+      const int r = hi - i;
+      const V xv = V::load_mask(x + i, r);
+      #pragma GCC unroll 8
+      for (int c = 0; c < g; ++c) acc[c] = fma(V::load_mask(col[c] + i, r), xv, acc[c]);
+    }
+    T res[g];
+    #pragma GCC unroll 8
+    for (int c = 0; c < g; ++c) {
+      const int j = j0 + c;
+      T d = simd::reduce_add(acc[c]);
+      if (Up) for (int k = j0; k < j; ++k) d = std::fma(col[c][k], x[k], d);
+      else for (int k = j + 1; k < j0 + g; ++k) d = std::fma(col[c][k], x[k], d);
+      res[c] = (Unit ? x[j] : x[j] * col[c][j]) + d;
+    }
+    #pragma GCC unroll 8
+    for (int c = 0; c < g; ++c) x[j0 + c] = res[c];
+  };
+  constexpr int G = kTrmvGroup;
+  if (Up) {
+    int j = n;
+    for (; j >= G; j -= G) group(j - G, std::integral_constant<int, G>{});
+    for (; j > 0; --j) group(j - 1, std::integral_constant<int, 1>{});
+  } else {
+    int j = 0;
+    for (; j + G <= n; j += G) group(j, std::integral_constant<int, G>{});
+    for (; j < n; ++j) group(j, std::integral_constant<int, 1>{});
+  }
+}
+
+template <class T>
+void trmv_t_unit(bool up, bool unit, int n, const T* a, idx lda, T* x) {
+  const bool pf = 0.5 * double(n) * double(n) > kTrmvPrefetchFrom;
+#define ORB_TRMV_T(U, D)                                      \
+  if (up == U && unit == D) {                                 \
+    if (pf) trmv_t_unit<T, U, D, true>(n, a, lda, x);         \
+    else trmv_t_unit<T, U, D, false>(n, a, lda, x);           \
+    return;                                                   \
+  }
+  ORB_TRMV_T(true, true)
+  ORB_TRMV_T(true, false)
+  ORB_TRMV_T(false, true)
+  ORB_TRMV_T(false, false)
+#undef ORB_TRMV_T
+}
+
 inline void tr_block(bool up, bool trans, bool conj_a, bool unit, int n, const float* a, idx lda, float* x, int inc) {
   trmv_block(up, trans, conj_a, unit, n, a, lda, x, inc);
 }
@@ -321,6 +412,12 @@ void trmv(const char* uplo, const char* trans, const char* diag, const int* pn, 
           const int* pincx) {
   const int n = *pn;
   if (n <= 0) return;
+  if constexpr (!is_complex_v<C>) {
+    if (*pincx == 1 && !is_n(trans)) {
+      trmv_t_unit(is_u(uplo), !is_n(diag), n, a, *plda, x);
+      return;
+    }
+  }
   trmv_range(is_u(uplo), is_n(trans), is_c(trans), !is_n(diag), n, a, *plda, x + first(n, *pincx), *pincx);
 }
 

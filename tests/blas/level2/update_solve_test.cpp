@@ -306,6 +306,36 @@ TEST(TriangularEdges, ZeroOnTheDiagonalGivesInfinitiesNotAStop) {
   EXPECT_TRUE(std::isinf(x[39]));
 }
 
+// The transposed product with contiguous x runs in one pass of column
+// groups: the same bits in every build, and the reference's values, also
+// past the size where the columns are prefetched.
+TEST(TriangularEdges, TransposedProductSameBitsInEveryBuild) {
+  using trmv_fn = void (*)(const char*, const char*, const char*, const int*, const double*, const int*, double*,
+                           const int*);
+  const auto rmv = reference<ref_tr_fn<double>>("dtrmv_");
+  const int one = 1;
+  for (const int n : {3, 8, 29, 100, 1300}) {
+    const int lda = n + 3;
+    const auto a = triangle<double>(n, lda, unsigned(40 + n));
+    for (const char* uplo : {"U", "L"})
+      for (const char* diag : {"N", "U"}) {
+        const auto x0 = rnd<double>(n, 41);
+        auto xr = x0;
+        rmv(uplo, "T", diag, &n, a.data(), &lda, xr.data(), &one, 1, 1, 1);
+        std::vector<double> first;
+        for (const char* tag : orb::test::runnable_builds()) {
+          auto x = x0;
+          orb::test::kernel_of<trmv_fn>(tag, "xdtrmv")(uplo, "T", diag, &n, a.data(), &lda, x.data(), &one);
+          if (first.empty()) {
+            first = x;
+            EXPECT_TRUE(close(x, xr, 4.0L * n * n)) << uplo << diag << " n=" << n;
+          }
+          EXPECT_TRUE(same(x, first)) << tag << " " << uplo << diag << " n=" << n;
+        }
+      }
+  }
+}
+
 // Large products run on the core's threads, a share of rows each.
 TEST(TriangularEdges, ThreadedProductMatchesReference) {
   const int n = 2200, lda = 2200, inc = -1;
