@@ -7,6 +7,8 @@
 // the register kernel adds each K block's product to C (or stores it, for
 // the first K block when beta is 0). So each element of C receives, per K
 // block, one fused multiply-add chain in K order.
+#include <cstring>
+
 #include "blas/engine/engine.hpp"
 #include "blas/engine/paths.hpp"
 
@@ -17,6 +19,40 @@ template <class T> struct real_of { using type = T; };
 template <> struct real_of<orb_complex8> { using type = float; };
 template <> struct real_of<orb_complex16> { using type = double; };
 
+// One column of C times beta, in blocks of two vectors with a masked tail.
+// Complex: (br xr - bi xi, br xi + bi xr), each product rounded on its
+// own, the second taken from the pair-swapped column with its new real
+// lanes negated (exact).
+template <class R, int C>
+__attribute__((always_inline)) inline void scale_stretch(R* col, int len, R br, R bi) {
+  using V = simd::vec<R>;
+  constexpr int N = V::N;
+  const V vr = V::set1(br);
+  V vi = V::zero();
+  if constexpr (C == 2) {
+    alignas(64) R sg[N];
+    for (int i = 0; i < N; ++i) sg[i] = (i & 1) ? bi : -bi;
+    vi = V::loadu(sg);
+  }
+  auto one = [&](const V& x) __attribute__((always_inline)) {
+    if constexpr (C == 1) return vr * x;
+    else return vr * x + vi * swap_pairs(x);
+  };
+  int i = 0;
+  for (; i + 2 * N <= len; i += 2 * N) {
+    const V x0 = V::loadu(col + i), x1 = V::loadu(col + i + N);
+    one(x0).storeu(col + i);
+    one(x1).storeu(col + i + N);
+  }
+  for (; i < len; i += N) {
+    const int live = len - i < N ? len - i : N;
+    one(V::load_mask(col + i, live)).store_mask(col + i, live);
+  }
+}
+
+// C = beta C. Columns go in groups of four, so that four streams of C are
+// under way at once. Beta 0 stores zeros and reads nothing, so a NaN in C
+// goes away.
 template <class T>
 void mscale(int rows, int cols, const T& beta, T* c, int ldc) {
   if (rows < 1 || cols < 1) return;
@@ -24,31 +60,21 @@ void mscale(int rows, int cols, const T& beta, T* c, int ldc) {
   constexpr int C = int(sizeof(T) / sizeof(R));
   R* cr = reinterpret_cast<R*>(c);
   const std::ptrdiff_t ld = std::ptrdiff_t(ldc) * C;
+  const int len = rows * C;
   if (is_zero(beta)) {
-    // Stores only: whatever C held, NaN included, is gone.
-    for (int j = 0; j < cols; ++j) {
-      R* col = cr + j * ld;
-      for (int i = 0; i < rows * C; ++i) col[i] = R(0);
-    }
+    for (int j = 0; j < cols; ++j) std::memset(cr + j * ld, 0, std::size_t(len) * sizeof(R));
     return;
   }
   const R* b = reinterpret_cast<const R*>(&beta);
-  if constexpr (C == 1) {
-    for (int j = 0; j < cols; ++j) {
-      R* col = cr + j * ld;
-      for (int i = 0; i < rows; ++i) col[i] = b[0] * col[i];
-    }
-  } else {
-    const R br = b[0], bi = b[1];
-    for (int j = 0; j < cols; ++j) {
-      R* col = cr + j * ld;
-      for (int i = 0; i < rows; ++i) {
-        const R xr = col[2 * i], xi = col[2 * i + 1];
-        col[2 * i] = opaque(br * xr) - bi * xi;
-        col[2 * i + 1] = opaque(br * xi) + bi * xr;
-      }
-    }
+  const R br = b[0], bi = C == 2 ? b[C - 1] : R(0);
+  int j = 0;
+  for (; j + 4 <= cols; j += 4) {
+    scale_stretch<R, C>(cr + j * ld, len, br, bi);
+    scale_stretch<R, C>(cr + (j + 1) * ld, len, br, bi);
+    scale_stretch<R, C>(cr + (j + 2) * ld, len, br, bi);
+    scale_stretch<R, C>(cr + (j + 3) * ld, len, br, bi);
   }
+  for (; j < cols; ++j) scale_stretch<R, C>(cr + j * ld, len, br, bi);
 }
 
 template <class T> struct entry_routines;

@@ -91,6 +91,18 @@ __attribute__((always_inline)) inline void tile(int k, int live, const R* __rest
 
   const int rounds = k >> 3;
   constexpr int T = tail_rounds<C, JN>();
+  // A short K has no rounds to hide C's lines behind, and reading and
+  // writing C is then most of the work: ask for the next tile's columns
+  // while this one runs.
+  if (k < 16) {
+    const std::size_t bytes = std::size_t(live) * sizeof(R);
+#pragma GCC unroll 6
+    for (int j = 0; j < JN; ++j) {
+      const char* cl = reinterpret_cast<const char*>(c + std::ptrdiff_t(JN + j) * ldc * C);
+      __builtin_prefetch(cl, 1, 3);
+      __builtin_prefetch(cl + bytes - 1, 1, 3);
+    }
+  }
   const int plain = rounds > T ? rounds - T : 0;
   int p = 0;
   for (int r = 0; r < plain; ++r, p += 8) {
