@@ -408,12 +408,21 @@ struct OneVector {
 };
 class CblasOneVector : public ::testing::TestWithParam<OneVector> {};
 
+// One strided vector of each type, from seeds seed to seed + 3.
+struct EachType {
+  std::vector<float> s;
+  std::vector<double> d;
+  std::vector<cf> c;
+  std::vector<cd> z;
+};
+EachType each_type(int n, int inc, unsigned seed) {
+  return {strided<float>(n, inc, seed), strided<double>(n, inc, seed + 1), strided<cf>(n, inc, seed + 2),
+          strided<cd>(n, inc, seed + 3)};
+}
+
 TEST_P(CblasOneVector, NormsSumsAndScalingMatchTheReference) {
   const auto [n, inc] = GetParam();
-  auto xs = strided<float>(n, inc, 61);
-  auto xd = strided<double>(n, inc, 62);
-  auto xc = strided<cf>(n, inc, 63);
-  auto xz = strided<cd>(n, inc, 64);
+  auto [xs, xd, xc, xz] = each_type(n, inc, 61);
   const double sz = std::max(n, 1);
   // A norm or sum of magnitudes of CBLAS against the reference routine.
   auto reduce = [&](auto cblas, const char* ref_name, const auto& x) {
@@ -454,10 +463,7 @@ TEST_P(CblasOneVector, NormsSumsAndScalingMatchTheReference) {
 // from 1; both answer 0 for an empty vector.
 TEST_P(CblasOneVector, IndicesCountFromZero) {
   const auto [n, inc] = GetParam();
-  auto xs = strided<float>(n, inc, 65);
-  auto xd = strided<double>(n, inc, 66);
-  auto xc = strided<cf>(n, inc, 67);
-  auto xz = strided<cd>(n, inc, 68);
+  auto [xs, xd, xc, xz] = each_type(n, inc, 65);
   auto fortran = [&](const char* name, const void* x) {
     const int i = reference<f_reduce<int>>(name)(&n, x, &inc);
     return CBLAS_INDEX(i > 0 ? i - 1 : 0);
