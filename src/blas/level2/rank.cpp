@@ -1,8 +1,9 @@
 // Rank-1 and rank-2 updates of general, symmetric and Hermitian matrices.
 //
-// Every update goes column by column, each element receiving its terms by
-// fused steps in a fixed order, so the strided and contiguous paths give the
-// same bits. A zero x(j) (or y(j) for ger) skips its column: a NaN stored
+// Every update goes column by column (the real general and symmetric rank-2
+// ones eight columns at a time when their vectors are contiguous), each
+// element receiving its terms by fused steps in a fixed order, so the
+// grouped, strided and contiguous paths give the same bits. A zero x(j) (or y(j) for ger) skips its column: a NaN stored
 // there stays as it is, as the reference routines have it.
 #include "blas/level2/level2.hpp"
 
