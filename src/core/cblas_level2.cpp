@@ -346,7 +346,8 @@ ORB_GBMV(z, c16, void*, void)
 
 // ---- Symmetric and Hermitian products ---------------------------------------------------------
 
-// sym is "sy"/"he" (with band "sb"/"hb" and packed "sp"/"hp" given apart).
+// The three products of one type: full, band and packed are the name parts
+// (sy, sb, sp real; he, hb, hp complex), Herm whether row-major conjugates.
 #define ORB_SYM_PRODUCTS(t, full, band, packed, C, Herm, S, AS)                                                   \
   void cblas_##t##full##mv(const CBLAS_LAYOUT layout, const CBLAS_UPLO uplo, const int n, const S alpha,         \
                            const AS* a, const int lda, const AS* x, const int incx, const S beta, AS* y,          \
