@@ -92,13 +92,13 @@ __attribute__((always_inline)) inline void tile(int k, int live, const R* __rest
   const int rounds = k >> 3;
   constexpr int T = tail_rounds<C, JN>();
   // A short K has no rounds to hide C's lines behind, and reading and
-  // writing C is then most of the work: ask for the next tile's columns
-  // while this one runs.
+  // writing C is then most of the work: ask for the columns of the tile
+  // three tiles ahead, so that they arrive before the tile that needs them.
   if (k < 16) {
     const std::size_t bytes = std::size_t(live) * sizeof(R);
 #pragma GCC unroll 6
     for (int j = 0; j < JN; ++j) {
-      const char* cl = reinterpret_cast<const char*>(c + std::ptrdiff_t(JN + j) * ldc * C);
+      const char* cl = reinterpret_cast<const char*>(c + std::ptrdiff_t(3 * JN + j) * ldc * C);
       __builtin_prefetch(cl, 1, 3);
       __builtin_prefetch(cl + bytes - 1, 1, 3);
     }
