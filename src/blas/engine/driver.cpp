@@ -19,24 +19,31 @@ template <class T> struct real_of { using type = T; };
 template <> struct real_of<orb_complex8> { using type = float; };
 template <> struct real_of<orb_complex16> { using type = double; };
 
+// The factor of a column scaling: the real one in every lane, or for the
+// complex types (-bi, bi) in each pair for the swapped column.
+template <class R, int C>
+struct column_factor {
+  simd::vec<R> vr, vi;
+  column_factor(R br, R bi) : vr(simd::vec<R>::set1(br)), vi(simd::vec<R>::zero()) {
+    if constexpr (C == 2) {
+      constexpr int N = simd::vec<R>::N;
+      alignas(64) R sg[N];
+      for (int i = 0; i < N; ++i) sg[i] = (i & 1) ? bi : -bi;
+      vi = simd::vec<R>::loadu(sg);
+    }
+  }
+};
+
 // One column of C times beta, in blocks of two vectors with a masked tail.
 // Complex: (br xr - bi xi, br xi + bi xr), each product rounded on its
-// own, the second taken from the pair-swapped column with its new real
-// lanes negated (exact).
+// own, the second taken from the pair-swapped column.
 template <class R, int C>
-__attribute__((always_inline)) inline void scale_stretch(R* col, int len, R br, R bi) {
+__attribute__((always_inline)) inline void scale_stretch(R* col, int len, const column_factor<R, C>& f) {
   using V = simd::vec<R>;
   constexpr int N = V::N;
-  const V vr = V::set1(br);
-  V vi = V::zero();
-  if constexpr (C == 2) {
-    alignas(64) R sg[N];
-    for (int i = 0; i < N; ++i) sg[i] = (i & 1) ? bi : -bi;
-    vi = V::loadu(sg);
-  }
   auto one = [&](const V& x) __attribute__((always_inline)) {
-    if constexpr (C == 1) return vr * x;
-    else return vr * x + vi * swap_pairs(x);
+    if constexpr (C == 1) return f.vr * x;
+    else return f.vr * x + f.vi * swap_pairs(x);
   };
   int i = 0;
   for (; i + 2 * N <= len; i += 2 * N) {
@@ -66,15 +73,15 @@ void mscale(int rows, int cols, const T& beta, T* c, int ldc) {
     return;
   }
   const R* b = reinterpret_cast<const R*>(&beta);
-  const R br = b[0], bi = C == 2 ? b[C - 1] : R(0);
+  const column_factor<R, C> f(b[0], C == 2 ? b[C - 1] : R(0));
   int j = 0;
   for (; j + 4 <= cols; j += 4) {
-    scale_stretch<R, C>(cr + j * ld, len, br, bi);
-    scale_stretch<R, C>(cr + (j + 1) * ld, len, br, bi);
-    scale_stretch<R, C>(cr + (j + 2) * ld, len, br, bi);
-    scale_stretch<R, C>(cr + (j + 3) * ld, len, br, bi);
+    scale_stretch<R, C>(cr + j * ld, len, f);
+    scale_stretch<R, C>(cr + (j + 1) * ld, len, f);
+    scale_stretch<R, C>(cr + (j + 2) * ld, len, f);
+    scale_stretch<R, C>(cr + (j + 3) * ld, len, f);
   }
-  for (; j < cols; ++j) scale_stretch<R, C>(cr + j * ld, len, br, bi);
+  for (; j < cols; ++j) scale_stretch<R, C>(cr + j * ld, len, f);
 }
 
 template <class T> struct entry_routines;
