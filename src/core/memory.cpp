@@ -5,6 +5,8 @@
 #include <cstdlib>
 #include <cstring>
 
+#include <malloc.h>
+
 #include "orb/orb_service.h"
 #include "tests/support/orb_test_hooks.h"
 
@@ -47,12 +49,60 @@ void release(void* p) {
   std::free(p);
 }
 
+// Call-local scratch (orb_serv_allocate / orb_serv_deallocate) comes and
+// goes on every call of a packed GEMM; for a small product the trip through
+// malloc costs as much as the arithmetic. Each thread keeps the last such
+// block it gave back, up to kKeptBytes, and hands it out again when it is
+// large enough and aligned as asked. A kept block is not out: the live count
+// of the tests does not include it.
+constexpr size_t kKeptBytes = size_t(1) << 20;
+
+struct kept_block {
+  void* p = nullptr;
+  size_t bytes = 0;
+  ~kept_block() { std::free(p); }
+};
+thread_local kept_block t_kept;
+
+void* scratch_block(size_t bytes, long alignment) {
+  if (injected_failure()) return nullptr;
+  const size_t a = fix_alignment(alignment);
+  kept_block& k = t_kept;
+  if (k.p && k.bytes >= bytes && k.bytes <= 4 * bytes + 4096 && reinterpret_cast<uintptr_t>(k.p) % a == 0) {
+    void* p = k.p;
+    k.p = nullptr;
+    g_live.fetch_add(1, std::memory_order_relaxed);
+    return p;
+  }
+  void* p = nullptr;
+  // Rounded up to a whole number of 4 KiB so that a kept block fits the
+  // next call of about the same size.
+  const size_t rounded = bytes <= kKeptBytes ? (bytes + 4095) & ~size_t(4095) : bytes;
+  if (posix_memalign(&p, a, rounded ? rounded : 1) != 0) return nullptr;
+  g_live.fetch_add(1, std::memory_order_relaxed);
+  return p;
+}
+
+void release_scratch(void* p) {
+  if (!p) return;
+  g_live.fetch_sub(1, std::memory_order_relaxed);
+  const size_t bytes = malloc_usable_size(p);
+  if (bytes > kKeptBytes) {
+    std::free(p);
+    return;
+  }
+  kept_block& k = t_kept;
+  std::free(k.p);
+  k.p = p;
+  k.bytes = bytes;
+}
+
 }  // namespace
 
 extern "C" {
 
-void* orb_serv_allocate(size_t bytes, int alignment) { return aligned_block(bytes, alignment); }
-void orb_serv_deallocate(void* p) { release(p); }
+void* orb_serv_allocate(size_t bytes, int alignment) { return scratch_block(bytes, alignment); }
+void orb_serv_deallocate(void* p) { release_scratch(p); }
 void* orb_serv_malloc(size_t bytes, int alignment) { return aligned_block(bytes, alignment); }
 
 void* orb_serv_calloc(size_t count, size_t element_size, int alignment) {
