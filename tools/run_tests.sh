@@ -13,6 +13,10 @@
 #   i386      the 32-bit target; every test
 #   sanitize  AddressSanitizer + UndefinedBehaviorSanitizer; every test but
 #             the reference BLAS test programs (see below)
+#   tsan      ThreadSanitizer, without OpenMP: builds the engine test program
+#             alone and runs its thread tests (label tsan), which start their
+#             own threads: the stored packed A under concurrent computes and
+#             packs, the team form, the spin barrier
 #
 # and checks the kernel libraries themselves: the AVX-512 build was compiled
 # and exports its level, and no other build contains AVX-512 instructions
@@ -22,7 +26,7 @@
 # skipped, not passed. Exit status 0 only when every stage passed.
 #
 # Environment:
-#   ORB_CI_STAGES   stages to run, default "x86_64 i386 sanitize"
+#   ORB_CI_STAGES   stages to run, default "x86_64 i386 sanitize tsan"
 #   ORB_CI_BUILD    root of the build directories, default build-tests
 #   ORB_CI_JOBS     parallel jobs for building and testing, default 2
 #   ORB_CI_NO_APT   set to 1 to skip the package check and installation
@@ -40,7 +44,7 @@ set -o pipefail
 
 cd "$(dirname "$0")/.."
 ROOT=$PWD
-STAGES=${ORB_CI_STAGES:-x86_64 i386 sanitize}
+STAGES=${ORB_CI_STAGES:-x86_64 i386 sanitize tsan}
 BUILD_ROOT=${ORB_CI_BUILD:-build-tests}
 case $BUILD_ROOT in /*) ;; *) BUILD_ROOT=$ROOT/$BUILD_ROOT ;; esac
 JOBS=${ORB_CI_JOBS:-2}
@@ -112,7 +116,8 @@ install_packages() {
 }
 
 # ---------------------------------------------------------------- stages
-# configure_and_build STAGE DIR CMAKE-ARGS...
+# configure_and_build STAGE DIR CMAKE-ARGS...: builds everything, or only
+# the targets in BUILD_TARGETS when it is set.
 configure_and_build() {
   local stage=$1 dir=$2
   shift 2
@@ -124,7 +129,7 @@ configure_and_build() {
     record "$stage" FAIL "configure failed (log: $log)"
     return 1
   fi
-  if ! cmake --build "$dir" -j "$JOBS" >>"$log" 2>&1; then
+  if ! cmake --build "$dir" -j "$JOBS" ${BUILD_TARGETS:+--target $BUILD_TARGETS} >>"$log" 2>&1; then
     grep -E 'error|Error' "$log" | head -n 40
     show_tail "$log"
     record "$stage" FAIL "build failed (log: $log)"
@@ -229,6 +234,17 @@ stage_sanitize() {
     run_ctest sanitize "$dir" -LE reference
 }
 
+stage_tsan() {
+  local dir=$BUILD_ROOT/tsan
+  # Only the engine test program (with the core and the kernel builds it
+  # loads), at -O1 with line tables as in the sanitize stage. The tests set
+  # their own TSAN_OPTIONS: the first report ends the program and fails it.
+  BUILD_TARGETS=test_blas_engine configure_and_build tsan "$dir" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DORB_TSAN=ON \
+    -DORB_BUILD_BENCH=OFF "-DCMAKE_CXX_FLAGS_RELWITHDEBINFO=-O1 -g1" "-DCMAKE_C_FLAGS_RELWITHDEBINFO=-O1 -g1" ||
+    return 1
+  run_ctest tsan "$dir" -L tsan
+}
+
 # ---------------------------------------------------------------- main
 # Everything runs from inside this function, read whole before it starts, so
 # that editing this file during a run cannot derail the run.
@@ -247,6 +263,7 @@ main() {
       x86_64) stage_x86_64 ;;
       i386) stage_i386 ;;
       sanitize) stage_sanitize ;;
+      tsan) stage_tsan ;;
       *) record "$stage" FAIL "unknown stage" ;;
     esac
   done
