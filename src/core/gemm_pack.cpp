@@ -27,6 +27,7 @@ struct orb_gemm_pack {
   bool packed;   // alpha holds the factor of the last pack
   alignas(16) unsigned char alpha[16];
   std::mutex team_calls;  // a team store takes one program thread at a time
+  std::mutex fields;      // packed and alpha: a pack may run beside computes
   // Two counters a cache line apart, zeroed once, only ever growing.
   alignas(64) std::uint64_t barrier[16];
 };
@@ -60,9 +61,9 @@ ORB_PACK_TYPE(orb_complex16, z, 1, 0)
 template <class F>
 int on_team(int want, F f) {
   if (want <= 0) want = orb_get_max_threads();
-  int result = 0;
 #ifdef ORB_HAVE_OPENMP
   if (want > 1 && !omp_in_parallel()) {
+    int result = 0;
 #pragma omp parallel num_threads(want) reduction(max : result)
     result = f(omp_get_thread_num(), omp_get_num_threads());
     return result;
@@ -172,6 +173,7 @@ int pack(orb_gemm_pack* s, char transa, int m, int k, const T* alpha, const T* a
   x.lda = lda;
   const int r = call(s, op_pack, x);
   if (r == 0) {
+    std::lock_guard<std::mutex> lock(s->fields);
     std::memcpy(s->alpha, alpha, sizeof(T));
     s->packed = true;
   }
@@ -199,8 +201,11 @@ int compute(orb_gemm_pack* s, char transa, char transb, int m, int n, int k, con
   x.ldc = ldc;
   // The packed A carries its alpha; the same alpha goes along for the
   // plain computation the kernel falls back on.
-  if (s->packed) std::memcpy(&x.alpha, s->alpha, sizeof(T));
-  else x.alpha = pack_type<T>::one();
+  {
+    std::lock_guard<std::mutex> lock(s->fields);
+    if (s->packed) std::memcpy(&x.alpha, s->alpha, sizeof(T));
+    else x.alpha = pack_type<T>::one();
+  }
   return call(s, op_compute, x) == 0 ? 0 : 1;
 }
 
@@ -209,7 +214,10 @@ int release(orb_gemm_pack* s) {
   if (!mine<T>(s)) return -1;
   args<T> x;
   const int r = call(s, op_release, x);
-  s->packed = false;
+  {
+    std::lock_guard<std::mutex> lock(s->fields);
+    s->packed = false;
+  }
   return r;
 }
 

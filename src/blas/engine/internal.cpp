@@ -38,6 +38,7 @@ handle_t<T>* team_handle(void* array, int slot) {
 }
 
 inline int load(volatile int& v) { return __atomic_load_n(&v, __ATOMIC_ACQUIRE); }
+inline void store(volatile int& v, int x) { __atomic_store_n(&v, x, __ATOMIC_RELEASE); }
 
 // Called with the lock held; returns with it held, once the handle is idle
 // and nobody computes with it.
@@ -160,7 +161,7 @@ int internal(const char* transa, const char* transb, const int* pm, const int* p
       if (orb_serv_check_ptr(mem, "GEMM")) return 1;
       h = new (mem) handle_t<T>{};
       if (!create_in(h, transa, transb, *pm, *pn, *pk, alpha, a, *plda, b, *pldb, beta, c, *pldc)) {
-        h->state = st_idle;
+        store(h->state, st_idle);
         orb_serv_deallocate(mem);
         *handle = nullptr;
         return 1;
@@ -177,7 +178,7 @@ int internal(const char* transa, const char* transb, const int* pm, const int* p
         orb_serv_unlock(&h->lock);
         return 1;
       }
-      h->state = st_packing;
+      store(h->state, st_packing);
       pack_rows(h, transa, m, k, a, *plda, 0, alpha);
       h->packed_from = a;
       h->alpha = *alpha;
@@ -197,16 +198,16 @@ int internal(const char* transa, const char* transb, const int* pm, const int* p
       const int m = *pm, n = *pn, k = *pk;
       orb_serv_lock(&h->lock);
       wait_usable(h);
-      h->users = h->users + 1;
-      h->state = st_in_use;
+      store(h->users, h->users + 1);
+      store(h->state, st_in_use);
       int offset = 0;
       const bool ok = m >= 1 && n >= 1 && accepted(h, transa, m, k, a, *plda, &offset);
       orb_serv_unlock(&h->lock);
       auto give_up = [&]() {
         entry<T>::gemm(transa, transb, pm, pn, pk, alpha, a, plda, b, pldb, beta, c, pldc);
         orb_serv_lock(&h->lock);
-        h->users = h->users - 1;
-        h->state = st_idle;
+        store(h->users, h->users - 1);
+        store(h->state, st_idle);
         orb_serv_unlock(&h->lock);
         return 1;
       };
@@ -247,8 +248,8 @@ int internal(const char* transa, const char* transb, const int* pm, const int* p
       info.driver(&p, &A, &B, &C, &bf, &info);
       bf.free_bufs(&bf);
       orb_serv_lock(&h->lock);
-      h->users = h->users - 1;
-      h->state = st_idle;
+      store(h->users, h->users - 1);
+      store(h->state, st_idle);
       orb_serv_unlock(&h->lock);
       return 0;
     }
@@ -257,8 +258,8 @@ int internal(const char* transa, const char* transb, const int* pm, const int* p
       orb_serv_lock(&h->lock);
       wait_idle(h);
       forget_source(h);
-      h->users = 0;
-      h->state = st_idle;
+      store(h->users, 0);
+      store(h->state, st_idle);
       orb_serv_unlock(&h->lock);
       return 0;
     case 4:
@@ -313,7 +314,7 @@ int team(const char* transa, const char* transb, const int* pm, const int* pn, c
   if (op > 5 || op < 0) return 1;
   gemm_barrier* bar = static_cast<gemm_barrier*>(pbarrier);
   const int slot = pslot ? *pslot : 0;
-  void* array = handle ? *handle : nullptr;
+  void* array = handle && (thread == 0 || op == 1 || op == 2 || op == 5) ? *handle : nullptr;
   handle_t<T>* h = array ? team_handle<T>(array, slot) : nullptr;
 
   switch (op) {
@@ -364,7 +365,7 @@ int team(const char* transa, const char* transb, const int* pm, const int* pn, c
       orb_barrier_wait(bar, thread, nthreads);
       if (thread == 0) wait_idle(h);
       orb_barrier_wait(bar, thread, nthreads);
-      if (thread == 0) h->state = st_packing;
+      if (thread == 0) store(h->state, st_packing);
       int count = 0;
       const int first = rows_of_thread(thread, nthreads, m, h->info.strategy.unroll_m, &count);
       pack_rows(h, transa, count, k, a, *plda, first, alpha);
@@ -399,8 +400,8 @@ int team(const char* transa, const char* transb, const int* pm, const int* pn, c
       if (thread == 0) {
         orb_serv_lock(&h->lock);
         wait_usable(h);
-        h->users = h->users + 1;
-        h->state = st_in_use;
+        store(h->users, h->users + 1);
+        store(h->state, st_in_use);
       }
       orb_barrier_wait(bar, thread, nthreads);
       int offset = 0;
@@ -408,8 +409,8 @@ int team(const char* transa, const char* transb, const int* pm, const int* pn, c
       const bool ok = accepted(h, transa, m, k, a, *plda, &offset) && sb && sb->block;
       if (!ok) {
         if (thread == 0) {
-          h->users = h->users - 1;
-          h->state = st_idle;
+          store(h->users, h->users - 1);
+          store(h->state, st_idle);
           orb_serv_unlock(&h->lock);
         }
         return slice();
@@ -472,8 +473,8 @@ int team(const char* transa, const char* transb, const int* pm, const int* pn, c
       }
       if (thread == 0) {
         orb_serv_lock(&h->lock);
-        h->users = h->users - 1;
-        h->state = st_idle;
+        store(h->users, h->users - 1);
+        store(h->state, st_idle);
         orb_serv_unlock(&h->lock);
       }
       return 0;
@@ -487,8 +488,8 @@ int team(const char* transa, const char* transb, const int* pm, const int* pn, c
         orb_serv_lock(&h->lock);
         wait_idle(h);
         forget_source(h);
-        h->users = 0;
-        h->state = st_idle;
+        store(h->users, 0);
+        store(h->state, st_idle);
         orb_serv_unlock(&h->lock);
       }
       return 0;
