@@ -12,11 +12,12 @@
 // at start from a loop of independent fused multiply-adds at the widest
 // vector the processor has.
 //
-//   gemm_bench [--full] [--min-time S] [--threads 1,2] [--types sdcz]
+//   gemm_bench [--full] [--square N,...] [--min-time S] [--threads 1,2] [--types sdcz]
 //              [--csv FILE] [--png FILE] [--openblas PATH] [--blis PATH]
 //
 // The default run takes a couple of minutes; --full sweeps square sizes up
-// to 4000 and every skinny width from 2 to 16.
+// to 4000 and every skinny width from 2 to 16; --square 500,1000 runs just
+// those square sizes.
 #include <immintrin.h>
 #include <stdlib.h>
 #include <unistd.h>
@@ -258,8 +259,13 @@ struct bench {
   }
 };
 
-std::vector<shape> shapes(bool full) {
+// The default set, or only the square sizes asked for with --square.
+std::vector<shape> shapes(bool full, const std::vector<int>& only) {
   std::vector<shape> out;
+  if (!only.empty()) {
+    for (int s : only) out.push_back({"square", s, s, s});
+    return out;
+  }
   const std::vector<int> square = full ? std::vector<int>{4, 6, 8, 12, 16, 24, 32, 48, 64, 96, 128, 192, 256, 384,
                                                           512, 768, 1000, 1500, 2000, 3000, 4000}
                                        : std::vector<int>{4, 8, 16, 32, 64, 128, 256, 512, 1000};
@@ -287,6 +293,7 @@ int main(int argc, char** argv) {
   std::string csv = "gemm_bench.csv", png, types = "sdcz";
   std::string openblas = ORB_BENCH_OPENBLAS, blis = ORB_BENCH_BLIS;
   std::vector<int> thread_counts = {1, 2};
+  std::vector<int> square_only;
   bench B;
   for (int i = 1; i < argc; ++i) {
     const std::string a = argv[i];
@@ -298,7 +305,15 @@ int main(int argc, char** argv) {
     else if (a == "--types") types = next();
     else if (a == "--openblas") openblas = next();
     else if (a == "--blis") blis = next();
-    else if (a == "--threads") {
+    else if (a == "--square") {
+      const std::string v = next();
+      for (std::size_t p = 0; p < v.size();) {
+        square_only.push_back(std::atoi(v.c_str() + p));
+        const auto q = v.find(',', p);
+        if (q == std::string::npos) break;
+        p = q + 1;
+      }
+    } else if (a == "--threads") {
       thread_counts.clear();
       const std::string v = next();
       for (std::size_t p = 0; p < v.size();) {
@@ -309,7 +324,7 @@ int main(int argc, char** argv) {
       }
     } else {
       std::fprintf(stderr,
-                   "usage: gemm_bench [--full] [--min-time S] [--threads 1,2] [--types sdcz] [--csv FILE] "
+                   "usage: gemm_bench [--full] [--square N,...] [--min-time S] [--threads 1,2] [--types sdcz] [--csv FILE] "
                    "[--png FILE] [--openblas PATH] [--blis PATH]\n");
       return 2;
     }
@@ -351,7 +366,7 @@ int main(int argc, char** argv) {
     const int t = int(std::strchr("sdcz", tc) - "sdcz");
     if (t < 0 || t > 3) continue;
     for (int threads : thread_counts)
-      for (const shape& s : shapes(full)) {
+      for (const shape& s : shapes(full, square_only)) {
         const std::vector<result> r = B.run(t, s, threads);
         const double peak = B.peak1 * threads * (t == 0 || t == 2 ? 2.0 : 1.0);
         std::printf("%-4c %-8s %5d %5d %5d %3d %9.2f %5.1f%%", kType[t], s.kind, s.m, s.n, s.k, threads,
