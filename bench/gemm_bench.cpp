@@ -259,6 +259,18 @@ struct bench {
   }
 };
 
+// "1,2,3" as numbers.
+std::vector<int> int_list(const std::string& v) {
+  std::vector<int> out;
+  for (std::size_t p = 0; p < v.size();) {
+    out.push_back(std::atoi(v.c_str() + p));
+    const auto q = v.find(',', p);
+    if (q == std::string::npos) break;
+    p = q + 1;
+  }
+  return out;
+}
+
 // The default set, or only the square sizes asked for with --square.
 std::vector<shape> shapes(bool full, const std::vector<int>& only) {
   std::vector<shape> out;
@@ -305,24 +317,9 @@ int main(int argc, char** argv) {
     else if (a == "--types") types = next();
     else if (a == "--openblas") openblas = next();
     else if (a == "--blis") blis = next();
-    else if (a == "--square") {
-      const std::string v = next();
-      for (std::size_t p = 0; p < v.size();) {
-        square_only.push_back(std::atoi(v.c_str() + p));
-        const auto q = v.find(',', p);
-        if (q == std::string::npos) break;
-        p = q + 1;
-      }
-    } else if (a == "--threads") {
-      thread_counts.clear();
-      const std::string v = next();
-      for (std::size_t p = 0; p < v.size();) {
-        thread_counts.push_back(std::atoi(v.c_str() + p));
-        const auto q = v.find(',', p);
-        if (q == std::string::npos) break;
-        p = q + 1;
-      }
-    } else {
+    else if (a == "--square") square_only = int_list(next());
+    else if (a == "--threads") thread_counts = int_list(next());
+    else {
       std::fprintf(stderr,
                    "usage: gemm_bench [--full] [--square N,...] [--min-time S] [--threads 1,2] [--types sdcz] [--csv FILE] "
                    "[--png FILE] [--openblas PATH] [--blis PATH]\n");

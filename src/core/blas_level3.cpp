@@ -56,21 +56,15 @@ template <> struct gemm_type<orb_complex16> {
   static bool is_one(const orb_complex16& v) { return v.re == 1.0 && v.im == 0.0; }
 };
 
+// x?gemm, or with `packed` x?gemm_packed: the packed path on a block,
+// whatever the block's own size would choose.
 template <class T>
-auto gemm_kernel() {
-  if constexpr (gemm_type<T>::letter == 's') return kernels().xsgemm;
-  else if constexpr (gemm_type<T>::letter == 'd') return kernels().xdgemm;
-  else if constexpr (gemm_type<T>::letter == 'c') return kernels().xcgemm;
-  else return kernels().xzgemm;
-}
-
-// The packed path on a block, whatever the block's own size would choose.
-template <class T>
-auto gemm_packed_kernel() {
-  if constexpr (gemm_type<T>::letter == 's') return kernels().xsgemm_packed;
-  else if constexpr (gemm_type<T>::letter == 'd') return kernels().xdgemm_packed;
-  else if constexpr (gemm_type<T>::letter == 'c') return kernels().xcgemm_packed;
-  else return kernels().xzgemm_packed;
+auto gemm_kernel(bool packed = false) {
+  const auto& k = kernels();
+  if constexpr (gemm_type<T>::letter == 's') return packed ? k.xsgemm_packed : k.xsgemm;
+  else if constexpr (gemm_type<T>::letter == 'd') return packed ? k.xdgemm_packed : k.xdgemm;
+  else if constexpr (gemm_type<T>::letter == 'c') return packed ? k.xcgemm_packed : k.xcgemm;
+  else return packed ? k.xzgemm_packed : k.xzgemm;
 }
 
 inline char fold(char c) { return char(c & ~32); }
@@ -173,7 +167,7 @@ void run_gemm(const char* transa, const char* transb, int m, int n, int k, const
 #endif
   const grid g = plan<T>(ta, tb, m, n, k, G::is_zero(*alpha), G::is_one(*beta), threads);
   const int blocks = g.tm * g.tn;
-  const auto packed_kernel = gemm_packed_kernel<T>();
+  const auto packed_kernel = gemm_kernel<T>(true);
   if (blocks < 2) {
     kernel(transa, transb, &m, &n, &k, alpha, a, &lda, b, &ldb, beta, c, &ldc);
     return;
