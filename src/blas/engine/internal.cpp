@@ -70,6 +70,43 @@ void forget_source(handle_t<T>* h) {
   h->transa = 0;
 }
 
+// The steps of the handle's life, each with the lock held.
+// A compute joins: once the handle is usable, one more user.
+template <class T>
+void join_users(handle_t<T>* h) {
+  wait_usable(h);
+  store(h->users, h->users + 1);
+  store(h->state, st_in_use);
+}
+
+// A compute leaves, or gives up.
+template <class T>
+void leave_users(handle_t<T>* h) {
+  store(h->users, h->users - 1);
+  store(h->state, st_idle);
+}
+
+// A pack is done: the panel holds this A times alpha.
+template <class T>
+void remember_source(handle_t<T>* h, const char* transa, int m, int k, const T* a, int lda, const T* alpha) {
+  h->packed_from = a;
+  h->alpha = *alpha;
+  h->m = m;
+  h->k = k;
+  h->lda = lda;
+  h->transa = upper_char(transa);
+  store(h->state, st_idle);
+}
+
+// Release: once nobody uses the panel, it holds nothing.
+template <class T>
+void release_source(handle_t<T>* h) {
+  wait_idle(h);
+  forget_source(h);
+  store(h->users, 0);
+  store(h->state, st_idle);
+}
+
 // Plain create on a handle the caller has zeroed: kernel table, buffers
 // for all of A. Returns false when the panel memory could not be had.
 template <class T>
@@ -180,13 +217,7 @@ int internal(const char* transa, const char* transb, const int* pm, const int* p
       }
       store(h->state, st_packing);
       pack_rows(h, transa, m, k, a, *plda, 0, alpha);
-      h->packed_from = a;
-      h->alpha = *alpha;
-      h->m = m;
-      h->k = k;
-      h->lda = *plda;
-      h->transa = upper_char(transa);
-      __atomic_store_n(&h->state, st_idle, __ATOMIC_RELEASE);
+      remember_source(h, transa, m, k, a, *plda, alpha);
       orb_serv_unlock(&h->lock);
       return 0;
     }
@@ -197,17 +228,14 @@ int internal(const char* transa, const char* transb, const int* pm, const int* p
       }
       const int m = *pm, n = *pn, k = *pk;
       orb_serv_lock(&h->lock);
-      wait_usable(h);
-      store(h->users, h->users + 1);
-      store(h->state, st_in_use);
+      join_users(h);
       int offset = 0;
       const bool ok = m >= 1 && n >= 1 && accepted(h, transa, m, k, a, *plda, &offset);
       orb_serv_unlock(&h->lock);
       auto give_up = [&]() {
         entry<T>::gemm(transa, transb, pm, pn, pk, alpha, a, plda, b, pldb, beta, c, pldc);
         orb_serv_lock(&h->lock);
-        store(h->users, h->users - 1);
-        store(h->state, st_idle);
+        leave_users(h);
         orb_serv_unlock(&h->lock);
         return 1;
       };
@@ -248,18 +276,14 @@ int internal(const char* transa, const char* transb, const int* pm, const int* p
       info.driver(&p, &A, &B, &C, &bf, &info);
       bf.free_bufs(&bf);
       orb_serv_lock(&h->lock);
-      store(h->users, h->users - 1);
-      store(h->state, st_idle);
+      leave_users(h);
       orb_serv_unlock(&h->lock);
       return 0;
     }
     case 3:
       if (!h) return 1;
       orb_serv_lock(&h->lock);
-      wait_idle(h);
-      forget_source(h);
-      store(h->users, 0);
-      store(h->state, st_idle);
+      release_source(h);
       orb_serv_unlock(&h->lock);
       return 0;
     case 4:
@@ -371,13 +395,7 @@ int team(const char* transa, const char* transb, const int* pm, const int* pn, c
       pack_rows(h, transa, count, k, a, *plda, first, alpha);
       orb_barrier_wait(bar, thread, nthreads);
       if (thread == 0) {
-        h->packed_from = a;
-        h->alpha = *alpha;
-        h->m = m;
-        h->k = k;
-        h->lda = *plda;
-        h->transa = upper_char(transa);
-        __atomic_store_n(&h->state, st_idle, __ATOMIC_RELEASE);
+        remember_source(h, transa, m, k, a, *plda, alpha);
         orb_serv_unlock(&h->lock);
       }
       return 0;
@@ -399,9 +417,7 @@ int team(const char* transa, const char* transb, const int* pm, const int* pn, c
       if (m < 1 || n < 1) return 0;
       if (thread == 0) {
         orb_serv_lock(&h->lock);
-        wait_usable(h);
-        store(h->users, h->users + 1);
-        store(h->state, st_in_use);
+        join_users(h);
       }
       orb_barrier_wait(bar, thread, nthreads);
       int offset = 0;
@@ -409,8 +425,7 @@ int team(const char* transa, const char* transb, const int* pm, const int* pn, c
       const bool ok = accepted(h, transa, m, k, a, *plda, &offset) && sb && sb->block;
       if (!ok) {
         if (thread == 0) {
-          store(h->users, h->users - 1);
-          store(h->state, st_idle);
+          leave_users(h);
           orb_serv_unlock(&h->lock);
         }
         return slice();
@@ -473,8 +488,7 @@ int team(const char* transa, const char* transb, const int* pm, const int* pn, c
       }
       if (thread == 0) {
         orb_serv_lock(&h->lock);
-        store(h->users, h->users - 1);
-        store(h->state, st_idle);
+        leave_users(h);
         orb_serv_unlock(&h->lock);
       }
       return 0;
@@ -484,14 +498,9 @@ int team(const char* transa, const char* transb, const int* pm, const int* pn, c
       // handle, which may be gone by the time they arrive.
       if (thread != 0) return 0;
       if (!h) return 1;
-      {
-        orb_serv_lock(&h->lock);
-        wait_idle(h);
-        forget_source(h);
-        store(h->users, 0);
-        store(h->state, st_idle);
-        orb_serv_unlock(&h->lock);
-      }
+      orb_serv_lock(&h->lock);
+      release_source(h);
+      orb_serv_unlock(&h->lock);
       return 0;
     case 4: {
       if (thread != 0) return 0;
