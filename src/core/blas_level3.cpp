@@ -116,7 +116,6 @@ template <class T>
 grid plan(char ta, char tb, int m, int n, int k, bool alpha_zero, bool beta_one, int threads) {
   grid best;
   if (threads < 2) return best;
-  if (double(m) * n * std::max(k, 1) < kThreadedWork) return best;
   const char type = gemm_type<T>::letter;
   const route whole = paths::gemm_route(type, ta, tb, m, n, k, alpha_zero, beta_one);
   if (whole == route::none || whole == route::sm) return best;

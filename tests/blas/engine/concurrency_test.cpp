@@ -66,6 +66,32 @@ bool either(const std::vector<double>& x, const std::vector<std::vector<double>>
   return same(x, two[0]) || same(x, two[1]);
 }
 
+// kComputers threads run compute(t, c) kRounds times on their own copy of
+// C, each result to be one of expect[t], while one more thread runs
+// pack(r) for r = 1 .. kPacks. Returns the number of failures.
+template <class Compute, class Pack>
+int race(const problem<double>& p, const std::vector<std::vector<std::vector<double>>>& expect, Compute compute,
+         Pack pack) {
+  std::latch start(kComputers + 1);
+  std::atomic<int> failures{0};
+  std::vector<std::thread> threads;
+  for (int t = 0; t < kComputers; ++t)
+    threads.emplace_back([&, t] {
+      start.arrive_and_wait();
+      for (int r = 0; r < kRounds; ++r) {
+        std::vector<double> c = p.c0[t];
+        if (compute(t, c.data()) != 0 || !either(c, expect[t])) failures.fetch_add(1);
+      }
+    });
+  threads.emplace_back([&] {
+    start.arrive_and_wait();
+    for (int r = 1; r <= kPacks; ++r)
+      if (pack(r) != 0) failures.fetch_add(100);
+  });
+  for (auto& th : threads) th.join();
+  return failures.load();
+}
+
 // Plain form: kComputers threads compute with the packed A while one more
 // packs it again, kPacks times.
 TEST(GemmConcurrency, ComputesWhileAnotherThreadPacks) {
@@ -90,28 +116,17 @@ TEST(GemmConcurrency, ComputesWhileAnotherThreadPacks) {
       model<double>::run('N', 'N', M, N, K, al, p.a.data(), M, p.b[t].data(), K, p.beta, expect[t].back().data(), M);
     }
 
-  std::latch start(kComputers + 1);
-  std::atomic<int> failures{0};
-  std::vector<std::thread> threads;
-  for (int t = 0; t < kComputers; ++t)
-    threads.emplace_back([&, t] {
-      start.arrive_and_wait();
-      for (int r = 0; r < kRounds; ++r) {
-        std::vector<double> c = p.c0[t];
-        const int res = f("N", "N", &M, &N, &K, &p.alpha, p.a.data(), &M, p.b[t].data(), &K, &p.beta, c.data(), &M,
-                          &compute, &h);
-        if (res != 0 || !either(c, expect[t])) failures.fetch_add(1);
-      }
-    });
-  threads.emplace_back([&] {
-    start.arrive_and_wait();
-    for (int r = 1; r <= kPacks; ++r) {
-      if (f("N", "N", &M, &N, &K, &p.alphas[r % 2], p.a.data(), &M, nullptr, &K, &p.beta, nullptr, &M, &pack, &h) != 0)
-        failures.fetch_add(100);
-    }
-  });
-  for (auto& th : threads) th.join();
-  EXPECT_EQ(failures.load(), 0);
+  EXPECT_EQ(race(
+                p, expect,
+                [&](int t, double* c) {
+                  return f("N", "N", &M, &N, &K, &p.alpha, p.a.data(), &M, p.b[t].data(), &K, &p.beta, c, &M,
+                           &compute, &h);
+                },
+                [&](int r) {
+                  return f("N", "N", &M, &N, &K, &p.alphas[r % 2], p.a.data(), &M, nullptr, &K, &p.beta, nullptr, &M,
+                           &pack, &h);
+                }),
+            0);
   EXPECT_EQ(f("N", "N", &M, &N, &K, &p.alpha, p.a.data(), &M, nullptr, &K, &p.beta, nullptr, &M, &destroy, &h), 0);
 }
 
@@ -192,26 +207,14 @@ TEST(GemmConcurrency, PublicStoreComputesWhileAnotherThreadPacks) {
     }
   }
 
-  std::latch start(kComputers + 1);
-  std::atomic<int> failures{0};
-  std::vector<std::thread> threads;
-  for (int t = 0; t < kComputers; ++t)
-    threads.emplace_back([&, t] {
-      start.arrive_and_wait();
-      for (int r = 0; r < kRounds; ++r) {
-        std::vector<double> c = p.c0[t];
-        const int res =
-            orb_dgemm_pack_compute(store, 'N', 'N', M, N, K, p.a.data(), M, p.b[t].data(), K, p.beta, c.data(), M);
-        if (res != 0 || !either(c, expect[t])) failures.fetch_add(1);
-      }
-    });
-  threads.emplace_back([&] {
-    start.arrive_and_wait();
-    for (int r = 1; r <= kPacks; ++r)
-      if (orb_dgemm_pack(store, 'N', M, K, p.alphas[r % 2], p.a.data(), M) != 0) failures.fetch_add(100);
-  });
-  for (auto& th : threads) th.join();
-  EXPECT_EQ(failures.load(), 0);
+  EXPECT_EQ(race(
+                p, expect,
+                [&](int t, double* c) {
+                  return orb_dgemm_pack_compute(store, 'N', 'N', M, N, K, p.a.data(), M, p.b[t].data(), K, p.beta,
+                                                c, M);
+                },
+                [&](int r) { return orb_dgemm_pack(store, 'N', M, K, p.alphas[r % 2], p.a.data(), M); }),
+            0);
   EXPECT_EQ(orb_dgemm_pack_destroy(store), 0);
 }
 
