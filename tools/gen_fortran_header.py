@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Writes include/orb/orb_blas_fortran.h from the kernel lists in src/frame/*.def.
 
-Every list whose level has a src/core/fortran_<level>.cpp gets its standard
+Every list whose level has a src/core/blas/fortran_<level>.cpp gets its standard
 Fortran names declared (saxpy_, ddot_, ...): scalars by address, as the
 public routines take them. A routine whose first parameter is `result` (a
 complex result written through a leading address) is declared the way
@@ -23,7 +23,7 @@ COMPLEX = {"orb_complex8": "orb_fortran_complex8", "orb_complex16": "orb_fortran
 def levels():
     for path in kernel_lists.LISTS:
         level = kernel_lists.level(path)
-        if (ROOT / "src" / "core" / ("fortran_%s.cpp" % level)).exists():
+        if (ROOT / "src" / "core" / "blas" / ("fortran_%s.cpp" % level)).exists():
             yield level, path
 
 

@@ -15,8 +15,8 @@
 // row-major call, as programs that catch the reports expect.
 #include <cstddef>
 
-#include "core/cblas_state.hpp"
-#include "core/level2_checks.hpp"
+#include "core/blas/cblas_state.hpp"
+#include "core/blas/level2_checks.hpp"
 #include "orb/cblas.h"
 #include "orb/orb_blas.h"
 #include "orb/orb_service.h"

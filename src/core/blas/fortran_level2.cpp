@@ -8,7 +8,7 @@
 // The complex sparse dots are COMPLEX functions in Fortran and return their
 // value; the public routines write it through a leading address, so those
 // four are written by hand.
-#include "core/fortran_forms.hpp"
+#include "core/blas/fortran_forms.hpp"
 #include "orb/orb_blas.h"
 #include "orb/orb_blas_fortran.h"
 

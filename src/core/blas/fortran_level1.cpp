@@ -7,7 +7,7 @@
 // public routines: gfortran returns a COMPLEX function result by value, the
 // way GCC returns a C _Complex, while the public routines write it through a
 // leading address. The complex dot products are therefore written by hand.
-#include "core/fortran_forms.hpp"
+#include "core/blas/fortran_forms.hpp"
 #include "orb/orb_blas.h"
 #include "orb/orb_blas_fortran.h"
 

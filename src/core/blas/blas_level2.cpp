@@ -17,8 +17,8 @@
 #include <string>
 
 #include "core/dispatch.hpp"
-#include "core/fortran_forms.hpp"
-#include "core/level2_checks.hpp"
+#include "core/blas/fortran_forms.hpp"
+#include "core/blas/level2_checks.hpp"
 #include "orb/orb_blas.h"
 #include "orb/orb_service.h"
 

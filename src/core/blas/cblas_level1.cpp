@@ -1,7 +1,7 @@
 // CBLAS level 1: values become addresses, void* becomes the complex type,
 // and each call goes to the public orb_blas_* routine. Level-1 routines do
 // not depend on the layout, so nothing here is transposed or checked.
-#include "core/cblas_state.hpp"
+#include "core/blas/cblas_state.hpp"
 #include "orb/cblas.h"
 #include "orb/orb_blas.h"
 
