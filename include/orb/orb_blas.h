@@ -186,6 +186,8 @@ void orb_blas_zsctr(const int* nz, const orb_complex16* x, const int* indx, orb_
 void orb_blas_sroti(const int* nz, float* x, const int* indx, float* y, const float* c, const float* s);
 void orb_blas_droti(const int* nz, double* x, const int* indx, double* y, const double* c, const double* s);
 
+/* level3 */
+
 #ifdef __cplusplus
 }
 #endif

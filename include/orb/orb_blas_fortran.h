@@ -183,6 +183,8 @@ void zsctr_(const int* nz, const orb_complex16* x, const int* indx, orb_complex1
 void sroti_(const int* nz, float* x, const int* indx, float* y, const float* c, const float* s);
 void droti_(const int* nz, double* x, const int* indx, double* y, const double* c, const double* s);
 
+/* level3 */
+
 #ifdef __cplusplus
 }
 #endif

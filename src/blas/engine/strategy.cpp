@@ -3,6 +3,7 @@
 // constant and empty routines that the core's table names.
 #include "blas/engine/engine.hpp"
 #include "blas/engine/paths.hpp"
+#include "blas/level3/level3.hpp"
 
 namespace orb::engine {
 
@@ -91,7 +92,7 @@ inline bool transposed(int flags) { return (flags & (flag_trans | flag_conjtrans
 
 template <class T>
 void initialize_kernel_info(const blas_op_params<T>* params, const blas_matrix* a, const blas_matrix* b,
-                            const blas_matrix*, const gemm_strategy* strategy, gemm_kernel_info<T>* info) {
+                            const blas_matrix* c, const gemm_strategy* strategy, gemm_kernel_info<T>* info) {
   using G = gemm_traits<T>;
   using Rt = routines<T>;
   info->strategy = *strategy;
@@ -135,6 +136,8 @@ void initialize_kernel_info(const blas_op_params<T>* params, const blas_matrix* 
     info->syrk_scale = Rt::mscale;
     info->syrk_driver = Rt::generic;
   }
+  if (op == op_trmm || op == op_trsm) level3::trxm_kernel_info<T>(params, a, b, c, info);
+  else if (op != op_gemm) level3::syx_kernel_info<T>(params, a, b, c, info);
 }
 
 }  // namespace orb::engine
