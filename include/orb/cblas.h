@@ -340,6 +340,106 @@ void cblas_zgemm(const CBLAS_LAYOUT layout, const CBLAS_TRANSPOSE transa, const 
                  const int m, const int n, const int k, const void* alpha, const void* a, const int lda,
                  const void* b, const int ldb, const void* beta, void* c, const int ldc);
 
+/* SYMM, HEMM: C := alpha A B + beta C (side Left) or alpha B A + beta C
+   (side Right), A symmetric or Hermitian, one triangle stored.
+   SYRK, HERK: C := alpha op(A) op(A)' + beta C on one triangle of C.
+   SYR2K, HER2K: C := alpha op(A) op(B)' + alpha' op(B) op(A)' + beta C.
+   GEMMT: C := alpha op(A) op(B) + beta C on one triangle of C.
+   TRMM: B := alpha op(A) B or alpha B op(A); TRSM: solves op(A) X =
+   alpha B or X op(A) = alpha B in place, A triangular.
+   GEMM3M: GEMM of the complex types with three real products. */
+
+void cblas_ssymm(const CBLAS_LAYOUT layout, const CBLAS_SIDE side, const CBLAS_UPLO uplo, const int m, const int n,
+        const float alpha, const float* a, const int lda, const float* b, const int ldb, const float beta, float* c,
+        const int ldc);
+void cblas_ssyrk(const CBLAS_LAYOUT layout, const CBLAS_UPLO uplo, const CBLAS_TRANSPOSE trans, const int n, const
+        int k, const float alpha, const float* a, const int lda, const float beta, float* c, const int ldc);
+void cblas_ssyr2k(const CBLAS_LAYOUT layout, const CBLAS_UPLO uplo, const CBLAS_TRANSPOSE trans, const int n, const
+        int k, const float alpha, const float* a, const int lda, const float* b, const int ldb, const float beta,
+        float* c, const int ldc);
+void cblas_sgemmt(const CBLAS_LAYOUT layout, const CBLAS_UPLO uplo, const CBLAS_TRANSPOSE transa, const
+        CBLAS_TRANSPOSE transb, const int n, const int k, const float alpha, const float* a, const int lda, const
+        float* b, const int ldb, const float beta, float* c, const int ldc);
+void cblas_strmm(const CBLAS_LAYOUT layout, const CBLAS_SIDE side, const CBLAS_UPLO uplo, const CBLAS_TRANSPOSE
+        transa, const CBLAS_DIAG diag, const int m, const int n, const float alpha, const float* a, const int lda,
+        float* b, const int ldb);
+void cblas_strsm(const CBLAS_LAYOUT layout, const CBLAS_SIDE side, const CBLAS_UPLO uplo, const CBLAS_TRANSPOSE
+        transa, const CBLAS_DIAG diag, const int m, const int n, const float alpha, const float* a, const int lda,
+        float* b, const int ldb);
+void cblas_dsymm(const CBLAS_LAYOUT layout, const CBLAS_SIDE side, const CBLAS_UPLO uplo, const int m, const int n,
+        const double alpha, const double* a, const int lda, const double* b, const int ldb, const double beta,
+        double* c, const int ldc);
+void cblas_dsyrk(const CBLAS_LAYOUT layout, const CBLAS_UPLO uplo, const CBLAS_TRANSPOSE trans, const int n, const
+        int k, const double alpha, const double* a, const int lda, const double beta, double* c, const int ldc);
+void cblas_dsyr2k(const CBLAS_LAYOUT layout, const CBLAS_UPLO uplo, const CBLAS_TRANSPOSE trans, const int n, const
+        int k, const double alpha, const double* a, const int lda, const double* b, const int ldb, const double
+        beta, double* c, const int ldc);
+void cblas_dgemmt(const CBLAS_LAYOUT layout, const CBLAS_UPLO uplo, const CBLAS_TRANSPOSE transa, const
+        CBLAS_TRANSPOSE transb, const int n, const int k, const double alpha, const double* a, const int lda, const
+        double* b, const int ldb, const double beta, double* c, const int ldc);
+void cblas_dtrmm(const CBLAS_LAYOUT layout, const CBLAS_SIDE side, const CBLAS_UPLO uplo, const CBLAS_TRANSPOSE
+        transa, const CBLAS_DIAG diag, const int m, const int n, const double alpha, const double* a, const int lda,
+        double* b, const int ldb);
+void cblas_dtrsm(const CBLAS_LAYOUT layout, const CBLAS_SIDE side, const CBLAS_UPLO uplo, const CBLAS_TRANSPOSE
+        transa, const CBLAS_DIAG diag, const int m, const int n, const double alpha, const double* a, const int lda,
+        double* b, const int ldb);
+void cblas_csymm(const CBLAS_LAYOUT layout, const CBLAS_SIDE side, const CBLAS_UPLO uplo, const int m, const int n,
+        const void* alpha, const void* a, const int lda, const void* b, const int ldb, const void* beta, void* c,
+        const int ldc);
+void cblas_csyrk(const CBLAS_LAYOUT layout, const CBLAS_UPLO uplo, const CBLAS_TRANSPOSE trans, const int n, const
+        int k, const void* alpha, const void* a, const int lda, const void* beta, void* c, const int ldc);
+void cblas_csyr2k(const CBLAS_LAYOUT layout, const CBLAS_UPLO uplo, const CBLAS_TRANSPOSE trans, const int n, const
+        int k, const void* alpha, const void* a, const int lda, const void* b, const int ldb, const void* beta,
+        void* c, const int ldc);
+void cblas_cgemmt(const CBLAS_LAYOUT layout, const CBLAS_UPLO uplo, const CBLAS_TRANSPOSE transa, const
+        CBLAS_TRANSPOSE transb, const int n, const int k, const void* alpha, const void* a, const int lda, const
+        void* b, const int ldb, const void* beta, void* c, const int ldc);
+void cblas_ctrmm(const CBLAS_LAYOUT layout, const CBLAS_SIDE side, const CBLAS_UPLO uplo, const CBLAS_TRANSPOSE
+        transa, const CBLAS_DIAG diag, const int m, const int n, const void* alpha, const void* a, const int lda,
+        void* b, const int ldb);
+void cblas_ctrsm(const CBLAS_LAYOUT layout, const CBLAS_SIDE side, const CBLAS_UPLO uplo, const CBLAS_TRANSPOSE
+        transa, const CBLAS_DIAG diag, const int m, const int n, const void* alpha, const void* a, const int lda,
+        void* b, const int ldb);
+void cblas_zsymm(const CBLAS_LAYOUT layout, const CBLAS_SIDE side, const CBLAS_UPLO uplo, const int m, const int n,
+        const void* alpha, const void* a, const int lda, const void* b, const int ldb, const void* beta, void* c,
+        const int ldc);
+void cblas_zsyrk(const CBLAS_LAYOUT layout, const CBLAS_UPLO uplo, const CBLAS_TRANSPOSE trans, const int n, const
+        int k, const void* alpha, const void* a, const int lda, const void* beta, void* c, const int ldc);
+void cblas_zsyr2k(const CBLAS_LAYOUT layout, const CBLAS_UPLO uplo, const CBLAS_TRANSPOSE trans, const int n, const
+        int k, const void* alpha, const void* a, const int lda, const void* b, const int ldb, const void* beta,
+        void* c, const int ldc);
+void cblas_zgemmt(const CBLAS_LAYOUT layout, const CBLAS_UPLO uplo, const CBLAS_TRANSPOSE transa, const
+        CBLAS_TRANSPOSE transb, const int n, const int k, const void* alpha, const void* a, const int lda, const
+        void* b, const int ldb, const void* beta, void* c, const int ldc);
+void cblas_ztrmm(const CBLAS_LAYOUT layout, const CBLAS_SIDE side, const CBLAS_UPLO uplo, const CBLAS_TRANSPOSE
+        transa, const CBLAS_DIAG diag, const int m, const int n, const void* alpha, const void* a, const int lda,
+        void* b, const int ldb);
+void cblas_ztrsm(const CBLAS_LAYOUT layout, const CBLAS_SIDE side, const CBLAS_UPLO uplo, const CBLAS_TRANSPOSE
+        transa, const CBLAS_DIAG diag, const int m, const int n, const void* alpha, const void* a, const int lda,
+        void* b, const int ldb);
+void cblas_chemm(const CBLAS_LAYOUT layout, const CBLAS_SIDE side, const CBLAS_UPLO uplo, const int m, const int n,
+        const void* alpha, const void* a, const int lda, const void* b, const int ldb, const void* beta, void* c,
+        const int ldc);
+void cblas_cherk(const CBLAS_LAYOUT layout, const CBLAS_UPLO uplo, const CBLAS_TRANSPOSE trans, const int n, const
+        int k, const float alpha, const void* a, const int lda, const float beta, void* c, const int ldc);
+void cblas_cher2k(const CBLAS_LAYOUT layout, const CBLAS_UPLO uplo, const CBLAS_TRANSPOSE trans, const int n, const
+        int k, const void* alpha, const void* a, const int lda, const void* b, const int ldb, const float beta,
+        void* c, const int ldc);
+void cblas_cgemm3m(const CBLAS_LAYOUT layout, const CBLAS_TRANSPOSE transa, const CBLAS_TRANSPOSE transb, const int
+        m, const int n, const int k, const void* alpha, const void* a, const int lda, const void* b, const int ldb,
+        const void* beta, void* c, const int ldc);
+void cblas_zhemm(const CBLAS_LAYOUT layout, const CBLAS_SIDE side, const CBLAS_UPLO uplo, const int m, const int n,
+        const void* alpha, const void* a, const int lda, const void* b, const int ldb, const void* beta, void* c,
+        const int ldc);
+void cblas_zherk(const CBLAS_LAYOUT layout, const CBLAS_UPLO uplo, const CBLAS_TRANSPOSE trans, const int n, const
+        int k, const double alpha, const void* a, const int lda, const double beta, void* c, const int ldc);
+void cblas_zher2k(const CBLAS_LAYOUT layout, const CBLAS_UPLO uplo, const CBLAS_TRANSPOSE trans, const int n, const
+        int k, const void* alpha, const void* a, const int lda, const void* b, const int ldb, const double beta,
+        void* c, const int ldc);
+void cblas_zgemm3m(const CBLAS_LAYOUT layout, const CBLAS_TRANSPOSE transa, const CBLAS_TRANSPOSE transb, const int
+        m, const int n, const int k, const void* alpha, const void* a, const int lda, const void* b, const int ldb,
+        const void* beta, void* c, const int ldc);
+
 #ifdef __cplusplus
 }
 #endif
