@@ -3,11 +3,17 @@
 #pragma once
 
 #include <dlfcn.h>
+#include <immintrin.h>
 
+#include <algorithm>
+#include <chrono>
 #include <cstddef>
 #include <cstdio>
+#include <cstring>
 #include <string>
 #include <vector>
+
+#include "orb/orb_service.h"
 
 namespace orb::bench {
 
@@ -26,6 +32,24 @@ inline std::vector<double> random_doubles(std::size_t n, unsigned seed) {
   return v;
 }
 
+// The processor's model name as the kernel reports it ("" where unknown),
+// for the head of every table.
+inline std::string cpu_model() {
+  std::FILE* f = std::fopen("/proc/cpuinfo", "r");
+  if (!f) return "";
+  char line[512];
+  std::string name;
+  while (std::fgets(line, sizeof line, f)) {
+    if (std::strncmp(line, "model name", 10) != 0) continue;
+    const char* v = std::strchr(line, ':');
+    if (v) name = v + 1;
+    break;
+  }
+  std::fclose(f);
+  const auto b = name.find_first_not_of(" \t"), e = name.find_last_not_of(" \t\n");
+  return b == std::string::npos ? "" : name.substr(b, e - b + 1);
+}
+
 // A peer library, reached by path so that the alternatives system cannot
 // swap in another BLAS (or orb itself). When it cannot be opened, says so
 // with what the program does instead, and answers null.
@@ -39,6 +63,51 @@ inline void* open_peer_library(const char* program, const std::string& path, con
 template <class F>
 void peer_symbol(void* library, F& f, const char* name) {
   f = reinterpret_cast<F>(dlsym(library, name));
+}
+
+// ---- Peak: independent fused multiply-add chains at the widest vector,
+// twelve of them in named registers (an array may go through memory).
+#define ORB_FMA12(V, FMA, SET, STORE, LANES)                                              \
+  V c0 = SET(1.0), c1 = SET(1.001), c2 = SET(1.002), c3 = SET(1.003), c4 = SET(1.004);   \
+  V c5 = SET(1.005), c6 = SET(1.006), c7 = SET(1.007), c8 = SET(1.008), c9 = SET(1.009); \
+  V c10 = SET(1.01), c11 = SET(1.011);                                                    \
+  const V a = SET(0.999999), b = SET(1e-7);                                               \
+  for (long it = 0; it < iters; ++it) {                                                   \
+    c0 = FMA(c0, a, b), c1 = FMA(c1, a, b), c2 = FMA(c2, a, b), c3 = FMA(c3, a, b);       \
+    c4 = FMA(c4, a, b), c5 = FMA(c5, a, b), c6 = FMA(c6, a, b), c7 = FMA(c7, a, b);       \
+    c8 = FMA(c8, a, b), c9 = FMA(c9, a, b), c10 = FMA(c10, a, b), c11 = FMA(c11, a, b);   \
+  }                                                                                       \
+  double t[LANES], s = 0;                                                                 \
+  for (V v : {c0, c1, c2, c3, c4, c5, c6, c7, c8, c9, c10, c11}) {                        \
+    STORE(t, v);                                                                          \
+    for (double x : t) s += x;                                                            \
+  }                                                                                       \
+  return s;
+__attribute__((target("avx512f"))) inline double fma_loop_avx512(long iters) {
+  ORB_FMA12(__m512d, _mm512_fmadd_pd, _mm512_set1_pd, _mm512_storeu_pd, 8)
+}
+__attribute__((target("avx2,fma"))) inline double fma_loop_avx2(long iters) {
+  ORB_FMA12(__m256d, _mm256_fmadd_pd, _mm256_set1_pd, _mm256_storeu_pd, 4)
+}
+#undef ORB_FMA12
+
+inline volatile double g_sink;
+
+// Double-precision peak of one core in GFLOPS (single precision is twice).
+inline double measure_peak() {
+  const int level = orb_serv_cpu_detect();
+  const int lanes = level >= 8 ? 8 : level >= 7 ? 4 : 2;
+  // Many short runs, keeping the fastest: on a shared machine some run
+  // gets the core to itself.
+  const long iters = 200000;
+  double best = 1e300;
+  for (int r = 0; r < 60; ++r) {
+    const auto t0 = std::chrono::steady_clock::now();
+    g_sink = level >= 8 ? fma_loop_avx512(iters) : fma_loop_avx2(iters);
+    best = std::min(best, std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count());
+  }
+  if (level < 7) return 0;
+  return 2.0 * lanes * 12 * double(iters) / best * 1e-9;
 }
 
 }  // namespace orb::bench
