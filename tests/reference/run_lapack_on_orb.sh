@@ -15,8 +15,9 @@
 # drivers  lapack_on_orb (PROGRAM) first on the reference BLAS, then on orb
 #          with one and with two threads: residuals small and results
 #          agreeing with the reference run.
-# lintst   a LAPACK linear-equation test program (xlintst?) on orb, its
-#          input on standard input: every test within the threshold.
+# lintst   a LAPACK linear-equation test program (xlintst?) on orb with two
+#          threads, its input on standard input: every test within the
+#          threshold.
 # python   SCRIPT (numpy_on_orb.py) under PYTHON, first on the reference
 #          BLAS, then on orb with one and two threads, compared.
 #
@@ -99,7 +100,7 @@ case $mode in
     [ -x "$program" ] || skip "no $program (package liblapack-test)"
     [ -e "$input" ] || skip "no input $input (package liblapack-test)"
     name=$(basename "$program")
-    on_orb 0 bindings "$program" < "$input" > output.txt 2>&1
+    on_orb 2 bindings "$program" < "$input" > output.txt 2>&1
     status=$?
     [ $status -eq 0 ] || { tail -40 output.txt; fail "$name exited with status $status"; }
     # The program ends with "End of tests"; every path it tests reports

@@ -9,6 +9,7 @@
 // through orb_blas_?gemm, which runs them on the core's threads.
 #include <cstdio>
 
+#include "core/blas/cblas_state.hpp"
 #include "core/dispatch.hpp"
 #include "orb/cblas.h"
 #include "orb/orb_blas.h"
@@ -59,6 +60,18 @@ bool letter(int t, char& out) {
   }
 }
 
+// The two words CBLAS error handlers read, set for the call's duration.
+struct call_scope {
+  explicit call_scope(bool row) {
+    CBLAS_CallFromC = 1;
+    RowMajorStrg = row ? 1 : 0;
+  }
+  ~call_scope() {
+    CBLAS_CallFromC = 0;
+    RowMajorStrg = 0;
+  }
+};
+
 // CBLAS: a row-major C = op(A) op(B) is the column-major C' = op(B)' op(A)';
 // positions as cblas_?gemm reports them (layout 1, transa 2, transb 3, then
 // GEMM's positions plus one, on the transposed call in row-major order).
@@ -70,6 +83,7 @@ void cblas_form(F f, const char* name, int layout, int transa, int transb, int m
   const T* B = static_cast<const T*>(b);
   const T* be = static_cast<const T*>(beta);
   T* C = static_cast<T*>(c);
+  const call_scope scope(layout == CblasRowMajor);
   char ta, tb;
   if (layout != CblasColMajor && layout != CblasRowMajor) {
     cblas_xerbla(1, name, "Illegal layout setting, %d\n", layout);

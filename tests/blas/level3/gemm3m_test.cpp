@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstdio>
 #include <complex>
 #include <cstring>
 #include <limits>
@@ -457,6 +458,23 @@ TEST(Gemm3m, CblasRowMajor) {
   cblas_zgemm3m(CblasRowMajor, CblasNoTrans, CblasNoTrans, m, n, k, &alpha, p.b.data(), p.ldb, p.a.data(), p.lda,
                 &beta, got.data(), p.ldc);
   EXPECT_TRUE(near(p, p.a, alpha, beta, got, p.reference(p.a, alpha, beta)));
+}
+
+// ORB_VERBOSE: one line per call, the routine's name and its arguments.
+TEST(Gemm3m, VerboseLines) {
+  using C = orb_complex16;
+  problem<C> p('N', 'T', 9, 10, 11, 31u);
+  int* mode = orb_serv_verbose_mode();
+  const int saved = *mode;
+  *mode = 1;
+  ::testing::internal::CaptureStdout();
+  p.run3m(mk<C>(1, 1), mk<C>(0, 0));
+  p.run_mixed(mk<C>(1, 1), mk<C>(0, 0));
+  std::fflush(stdout);
+  const std::string text = ::testing::internal::GetCapturedStdout();
+  *mode = saved;
+  EXPECT_NE(text.find("ZGEMM3M(N,T,9,10,11,"), std::string::npos) << text;
+  EXPECT_NE(text.find("DZGEMM(N,T,9,10,11,"), std::string::npos) << text;
 }
 
 }  // namespace
