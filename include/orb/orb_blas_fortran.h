@@ -184,6 +184,10 @@ void sroti_(const int* nz, float* x, const int* indx, float* y, const float* c, 
 void droti_(const int* nz, double* x, const int* indx, double* y, const double* c, const double* s);
 
 /* level3 */
+void cgemm3m_(const char* transa, const char* transb, const int* m, const int* n, const int* k, const orb_complex8* alpha, const orb_complex8* a, const int* lda, const orb_complex8* b, const int* ldb, const orb_complex8* beta, orb_complex8* c, const int* ldc);
+void zgemm3m_(const char* transa, const char* transb, const int* m, const int* n, const int* k, const orb_complex16* alpha, const orb_complex16* a, const int* lda, const orb_complex16* b, const int* ldb, const orb_complex16* beta, orb_complex16* c, const int* ldc);
+void scgemm_(const char* transa, const char* transb, const int* m, const int* n, const int* k, const orb_complex8* alpha, const float* a, const int* lda, const orb_complex8* b, const int* ldb, const orb_complex8* beta, orb_complex8* c, const int* ldc);
+void dzgemm_(const char* transa, const char* transb, const int* m, const int* n, const int* k, const orb_complex16* alpha, const double* a, const int* lda, const orb_complex16* b, const int* ldb, const orb_complex16* beta, orb_complex16* c, const int* ldc);
 
 #ifdef __cplusplus
 }
