@@ -1,0 +1,265 @@
+// The direct triangular solve and product: B walked in place with no
+// buffers, A read through a column accessor, so that the same bodies serve
+// a full triangle (?trsm_nobuf, ?trmm_nobuf, the diagonal blocks of the
+// blocked drivers, the small product) and a packed one (?ptrmm_pst).
+//
+// The bodies never read the triangle A does not store, nor its diagonal
+// when diag is "U". Each element of B gets its operations in an order set
+// by the triangle alone: with side "L" the columns of B are independent,
+// with side "R" the rows are, so a call cut into blocks of columns (left)
+// or rows (right) gives the bits of the whole call. The solve divides by
+// the diagonal (no reciprocal, which would overflow for a subnormal
+// element); complex division scales by the larger part of the divisor, so
+// a diagonal of huge or tiny modulus gives no spurious overflow.
+#pragma once
+
+#include <cmath>
+#include <cstddef>
+
+#include "blas/engine/engine.hpp"
+#include "frame/simd.hpp"
+
+namespace orb::level3::direct {
+
+using std::ptrdiff_t;
+
+template <class T> struct real_of { using type = T; };
+template <> struct real_of<orb_complex8> { using type = float; };
+template <> struct real_of<orb_complex16> { using type = double; };
+template <class T> constexpr bool is_complex = !std::is_same_v<T, typename real_of<T>::type>;
+
+// ---- Scalar arithmetic, one rounding per operation --------------------------------
+template <class T> inline T mul(T a, T b) { return a * b; }
+template <class T> inline T add(T a, T b) { return a + b; }
+template <class T> inline T sub(T a, T b) { return a - b; }
+template <class T> inline T div(T a, T b) { return a / b; }
+template <class T> inline T conj(T a) { return a; }
+
+#define ORB_TRX_COMPLEX_OPS(C)                                                                   \
+  template <> inline C mul(C a, C b) {                                                           \
+    return C{engine::opaque(a.re * b.re) - a.im * b.im, engine::opaque(a.re * b.im) + a.im * b.re}; \
+  }                                                                                              \
+  template <> inline C add(C a, C b) { return C{a.re + b.re, a.im + b.im}; }                     \
+  template <> inline C sub(C a, C b) { return C{a.re - b.re, a.im - b.im}; }                     \
+  template <> inline C conj(C a) { return C{a.re, -a.im}; }                                      \
+  template <> inline C div(C a, C b) {                                                           \
+    if (std::fabs(b.re) >= std::fabs(b.im)) {                                                    \
+      const auto r = b.im / b.re, d = b.re + b.im * r;                                           \
+      return C{(a.re + a.im * r) / d, (a.im - a.re * r) / d};                                    \
+    }                                                                                            \
+    const auto r = b.re / b.im, d = b.im + b.re * r;                                             \
+    return C{(a.re * r + a.im) / d, (a.im * r - a.re) / d};                                      \
+  }
+ORB_TRX_COMPLEX_OPS(orb_complex8)
+ORB_TRX_COMPLEX_OPS(orb_complex16)
+#undef ORB_TRX_COMPLEX_OPS
+
+// ---- Column operations ------------------------------------------------------------
+// y := y + s x (Minus: y - s x), len elements.
+template <bool Minus, class T>
+inline void axpy(int len, T s, const T* __restrict x, T* __restrict y) {
+  if constexpr (is_complex<T>) {
+    for (int i = 0; i < len; ++i) y[i] = Minus ? sub(y[i], mul(s, x[i])) : add(y[i], mul(s, x[i]));
+  } else {
+    using V = simd::vec<T>;
+    constexpr int N = V::N;
+    const V vs = V::set1(s);
+    int i = 0;
+    for (; i + N <= len; i += N) {
+      const V p = vs * V::loadu(x + i);
+      (Minus ? V::loadu(y + i) - p : V::loadu(y + i) + p).storeu(y + i);
+    }
+    if (i < len) {
+      const V p = vs * V::load_mask(x + i, len - i);
+      const V o = V::load_mask(y + i, len - i);
+      (Minus ? o - p : o + p).store_mask(y + i, len - i);
+    }
+  }
+}
+// y := s y.
+template <class T>
+inline void scal(int len, T s, T* y) {
+  if constexpr (is_complex<T>) {
+    for (int i = 0; i < len; ++i) y[i] = mul(s, y[i]);
+  } else {
+    using V = simd::vec<T>;
+    constexpr int N = V::N;
+    const V vs = V::set1(s);
+    int i = 0;
+    for (; i + N <= len; i += N) (vs * V::loadu(y + i)).storeu(y + i);
+    if (i < len) (vs * V::load_mask(y + i, len - i)).store_mask(y + i, len - i);
+  }
+}
+// y := y / d.
+template <class T>
+inline void divide(int len, T d, T* y) {
+  if constexpr (is_complex<T>) {
+    for (int i = 0; i < len; ++i) y[i] = div(y[i], d);
+  } else {
+    using V = simd::vec<T>;
+    constexpr int N = V::N;
+    const V vd = V::set1(d);
+    int i = 0;
+    for (; i + N <= len; i += N) (V::loadu(y + i) / vd).storeu(y + i);
+    if (i < len) (V::load_mask(y + i, len - i) / vd).store_mask(y + i, len - i);
+  }
+}
+// B := alpha B, columns of len elements; alpha 0 stores zeros.
+template <class T>
+inline void scale_all(int rows, int cols, T alpha, T* b, ptrdiff_t ldb) {
+  if (engine::is_one(alpha)) return;
+  for (int j = 0; j < cols; ++j) {
+    T* col = b + j * ldb;
+    if (engine::is_zero(alpha))
+      for (int i = 0; i < rows; ++i) col[i] = engine::zero<T>();
+    else scal(rows, alpha, col);
+  }
+}
+
+// ---- Accessors of the triangle ---------------------------------------------------
+// col(j) gives p with A(i, j) = p[i] for the stored rows i of column j.
+template <class T>
+struct full_triangle {
+  const T* a;
+  ptrdiff_t lda;
+  const T* col(int j) const { return a + j * lda; }
+};
+// Packed by columns: upper column j holds rows 0..j, lower rows j..n-1.
+template <class T>
+struct packed_triangle {
+  const T* ap;
+  ptrdiff_t n;
+  bool upper;
+  const T* col(int j) const {
+    const ptrdiff_t jj = j;
+    return upper ? ap + jj * (jj + 1) / 2 : ap + jj * (2 * n - jj + 1) / 2 - jj;
+  }
+};
+
+// The letters, folded: side 'L'/'R', uplo 'U'/'L', transa 'N'/'T'/'C', diag.
+struct letters {
+  bool right, upper, trans, conj, unit;
+};
+inline letters read_letters(const char* side, const char* uplo, const char* transa, const char* diag,
+                            bool complex) {
+  const char s = char(*side & ~32), u = char(*uplo & ~32), t = char(*transa & ~32), d = char(*diag & ~32);
+  return letters{s == 'R', u == 'U', t != 'N', complex && t == 'C', d == 'U'};
+}
+
+// op(A)(i, j) for the letters; element of the stored triangle only.
+template <class T, class A>
+inline T op_elem(const A& acc, const letters& l, int i, int j) {
+  const T v = l.trans ? acc.col(i)[j] : acc.col(j)[i];
+  return l.conj ? conj(v) : v;
+}
+
+// ---- Solve: op(A) X = B or X op(A) = B (alpha already applied) --------------------------
+template <class T, class A>
+void solve(const letters& l, int m, int n, const A& acc, T* b, ptrdiff_t ldb) {
+  if (m < 1 || n < 1) return;
+  if (!l.right) {
+    for (int j = 0; j < n; ++j) {
+      T* x = b + j * ldb;
+      if (!l.trans) {
+        if (!l.upper) {
+          for (int k = 0; k < m; ++k) {
+            const T* ak = acc.col(k);
+            if (!l.unit) x[k] = div(x[k], ak[k]);
+            axpy<true>(m - k - 1, x[k], ak + k + 1, x + k + 1);
+          }
+        } else {
+          for (int k = m - 1; k >= 0; --k) {
+            const T* ak = acc.col(k);
+            if (!l.unit) x[k] = div(x[k], ak[k]);
+            axpy<true>(k, x[k], ak, x);
+          }
+        }
+      } else {
+        // op(A) row k is column k of A: a dot product with the solved part.
+        if (l.upper) {
+          for (int k = 0; k < m; ++k) {
+            const T* ak = acc.col(k);
+            T t = x[k];
+            for (int i = 0; i < k; ++i) t = sub(t, mul(l.conj ? conj(ak[i]) : ak[i], x[i]));
+            x[k] = l.unit ? t : div(t, l.conj ? conj(ak[k]) : ak[k]);
+          }
+        } else {
+          for (int k = m - 1; k >= 0; --k) {
+            const T* ak = acc.col(k);
+            T t = x[k];
+            for (int i = k + 1; i < m; ++i) t = sub(t, mul(l.conj ? conj(ak[i]) : ak[i], x[i]));
+            x[k] = l.unit ? t : div(t, l.conj ? conj(ak[k]) : ak[k]);
+          }
+        }
+      }
+    }
+    return;
+  }
+  // Right: columns of X in dependency order, each a sum of the solved ones.
+  const bool op_upper = l.upper != l.trans;
+  for (int s = 0; s < n; ++s) {
+    const int j = op_upper ? s : n - 1 - s;
+    T* xj = b + j * ldb;
+    if (op_upper)
+      for (int k = 0; k < j; ++k) axpy<true>(m, op_elem<T>(acc, l, k, j), b + k * ldb, xj);
+    else
+      for (int k = j + 1; k < n; ++k) axpy<true>(m, op_elem<T>(acc, l, k, j), b + k * ldb, xj);
+    if (!l.unit) divide(m, op_elem<T>(acc, l, j, j), xj);
+  }
+}
+
+// ---- Product: B := op(A) B or B op(A) (alpha already applied) ------------------------------
+template <class T, class A>
+void product(const letters& l, int m, int n, const A& acc, T* b, ptrdiff_t ldb) {
+  if (m < 1 || n < 1) return;
+  if (!l.right) {
+    for (int j = 0; j < n; ++j) {
+      T* x = b + j * ldb;
+      if (!l.trans) {
+        if (l.upper) {
+          for (int k = 0; k < m; ++k) {
+            const T* ak = acc.col(k);
+            axpy<false>(k, x[k], ak, x);
+            if (!l.unit) x[k] = mul(x[k], ak[k]);
+          }
+        } else {
+          for (int k = m - 1; k >= 0; --k) {
+            const T* ak = acc.col(k);
+            axpy<false>(m - k - 1, x[k], ak + k + 1, x + k + 1);
+            if (!l.unit) x[k] = mul(x[k], ak[k]);
+          }
+        }
+      } else {
+        if (l.upper) {
+          for (int i = m - 1; i >= 0; --i) {
+            const T* ai = acc.col(i);
+            T t = l.unit ? x[i] : mul(l.conj ? conj(ai[i]) : ai[i], x[i]);
+            for (int k = 0; k < i; ++k) t = add(t, mul(l.conj ? conj(ai[k]) : ai[k], x[k]));
+            x[i] = t;
+          }
+        } else {
+          for (int i = 0; i < m; ++i) {
+            const T* ai = acc.col(i);
+            T t = l.unit ? x[i] : mul(l.conj ? conj(ai[i]) : ai[i], x[i]);
+            for (int k = i + 1; k < m; ++k) t = add(t, mul(l.conj ? conj(ai[k]) : ai[k], x[k]));
+            x[i] = t;
+          }
+        }
+      }
+    }
+    return;
+  }
+  // Right: column j of the product reads the columns not yet overwritten.
+  const bool op_upper = l.upper != l.trans;
+  for (int s = 0; s < n; ++s) {
+    const int j = op_upper ? n - 1 - s : s;
+    T* xj = b + j * ldb;
+    if (!l.unit) scal(m, op_elem<T>(acc, l, j, j), xj);
+    if (op_upper)
+      for (int k = 0; k < j; ++k) axpy<false>(m, op_elem<T>(acc, l, k, j), b + k * ldb, xj);
+    else
+      for (int k = j + 1; k < n; ++k) axpy<false>(m, op_elem<T>(acc, l, k, j), b + k * ldb, xj);
+  }
+}
+
+}  // namespace orb::level3::direct
