@@ -56,7 +56,7 @@ namespace orb::level3 {
 
 // Order of the diagonal blocks of the blocked drivers: the GEMM updates
 // between them have this K, so every thread count sees the same sums.
-template <class T> constexpr int trx_block() { return engine::gemm_traits<T>::comps == 2 ? 128 : 256; }
+template <class T> constexpr int trx_block() { return engine::gemm_traits<T>::comps == 2 ? 64 : 128; }
 
 template <class T> engine::driver_fn<T> trx_driver(bool solve, bool right, bool lower);
 

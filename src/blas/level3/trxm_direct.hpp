@@ -116,6 +116,10 @@ inline void scale_all(int rows, int cols, T alpha, T* b, ptrdiff_t ldb) {
   }
 }
 
+// Rows of B taken at a time by the right-side bodies (rows are independent
+// there, so the stretch changes no result).
+inline constexpr int kRowStretch = 128;
+
 // ---- Accessors of the triangle ---------------------------------------------------
 // col(j) gives p with A(i, j) = p[i] for the stored rows i of column j.
 template <class T>
@@ -153,58 +157,100 @@ inline T op_elem(const A& acc, const letters& l, int i, int j) {
   return l.conj ? conj(v) : v;
 }
 
+// ---- Left side with op(A) transposed: row k of op(A) is column k of A, ---------
+// so each element of B is one dot product with a column of A (complex: a
+// running sum in increasing order of the row; real: fused in the lanes of
+// the logical vector, then folded). W columns of B go together, each with
+// its own sums, so that W are under way at once; every element is computed
+// the same way whatever W is.
+template <int W, bool Solve, class T, class A>
+void dots(const letters& l, int m, const A& acc, T* b, ptrdiff_t ldb) {
+  T* x[W];
+  for (int w = 0; w < W; ++w) x[w] = b + w * ldb;
+  // The solve runs with the triangle of op(A): forward for a stored upper
+  // triangle; the product runs against it.
+  const bool forward = Solve ? l.upper : !l.upper;
+  for (int s = 0; s < m; ++s) {
+    const int k = forward ? s : m - 1 - s;
+    const T* ak = acc.col(k);
+    const int i0 = l.upper ? 0 : k + 1, i1 = l.upper ? k : m;
+    const T dk = l.unit ? T{} : (l.conj ? conj(ak[k]) : ak[k]);
+    T t[W];
+    for (int w = 0; w < W; ++w) t[w] = (Solve || l.unit) ? x[w][k] : mul(dk, x[w][k]);
+    if constexpr (is_complex<T>) {
+      for (int i = i0; i < i1; ++i) {
+        const T e = l.conj ? conj(ak[i]) : ak[i];
+        for (int w = 0; w < W; ++w) t[w] = Solve ? sub(t[w], mul(e, x[w][i])) : add(t[w], mul(e, x[w][i]));
+      }
+    } else {
+      // Real: the dot product in vector lanes, folded in the fixed tree of
+      // reduce_add, then added to the element.
+      using V = simd::vec<T>;
+      constexpr int N = V::N;
+      V sum[W];
+      for (int w = 0; w < W; ++w) sum[w] = V::zero();
+      int i = i0;
+      for (; i + N <= i1; i += N) {
+        const V e = V::loadu(ak + i);
+        for (int w = 0; w < W; ++w) sum[w] = fma(e, V::loadu(x[w] + i), sum[w]);
+      }
+      if (i < i1) {
+        const V e = V::load_mask(ak + i, i1 - i);
+        for (int w = 0; w < W; ++w) sum[w] = fma(e, V::load_mask(x[w] + i, i1 - i), sum[w]);
+      }
+      for (int w = 0; w < W; ++w) {
+        const T d = simd::reduce_add(sum[w]);
+        t[w] = Solve ? t[w] - d : t[w] + d;
+      }
+    }
+    for (int w = 0; w < W; ++w) x[w][k] = (Solve && !l.unit) ? div(t[w], dk) : t[w];
+  }
+}
+
 // ---- Solve: op(A) X = B or X op(A) = B (alpha already applied) --------------------------
 template <class T, class A>
 void solve(const letters& l, int m, int n, const A& acc, T* b, ptrdiff_t ldb) {
   if (m < 1 || n < 1) return;
+  if (!l.right && l.trans) {
+    int j = 0;
+    for (; j + 4 <= n; j += 4) dots<4, true>(l, m, acc, b + j * ldb, ldb);
+    for (; j < n; ++j) dots<1, true>(l, m, acc, b + j * ldb, ldb);
+    return;
+  }
   if (!l.right) {
     for (int j = 0; j < n; ++j) {
       T* x = b + j * ldb;
-      if (!l.trans) {
-        if (!l.upper) {
-          for (int k = 0; k < m; ++k) {
-            const T* ak = acc.col(k);
-            if (!l.unit) x[k] = div(x[k], ak[k]);
-            axpy<true>(m - k - 1, x[k], ak + k + 1, x + k + 1);
-          }
-        } else {
-          for (int k = m - 1; k >= 0; --k) {
-            const T* ak = acc.col(k);
-            if (!l.unit) x[k] = div(x[k], ak[k]);
-            axpy<true>(k, x[k], ak, x);
-          }
+      if (!l.upper) {
+        for (int k = 0; k < m; ++k) {
+          const T* ak = acc.col(k);
+          if (!l.unit) x[k] = div(x[k], ak[k]);
+          axpy<true>(m - k - 1, x[k], ak + k + 1, x + k + 1);
         }
       } else {
-        // op(A) row k is column k of A: a dot product with the solved part.
-        if (l.upper) {
-          for (int k = 0; k < m; ++k) {
-            const T* ak = acc.col(k);
-            T t = x[k];
-            for (int i = 0; i < k; ++i) t = sub(t, mul(l.conj ? conj(ak[i]) : ak[i], x[i]));
-            x[k] = l.unit ? t : div(t, l.conj ? conj(ak[k]) : ak[k]);
-          }
-        } else {
-          for (int k = m - 1; k >= 0; --k) {
-            const T* ak = acc.col(k);
-            T t = x[k];
-            for (int i = k + 1; i < m; ++i) t = sub(t, mul(l.conj ? conj(ak[i]) : ak[i], x[i]));
-            x[k] = l.unit ? t : div(t, l.conj ? conj(ak[k]) : ak[k]);
-          }
+        for (int k = m - 1; k >= 0; --k) {
+          const T* ak = acc.col(k);
+          if (!l.unit) x[k] = div(x[k], ak[k]);
+          axpy<true>(k, x[k], ak, x);
         }
       }
     }
     return;
   }
-  // Right: columns of X in dependency order, each a sum of the solved ones.
+  // Right: columns of X in dependency order, each a sum of the solved ones,
+  // in stretches of rows that keep the columns in cache.
   const bool op_upper = l.upper != l.trans;
-  for (int s = 0; s < n; ++s) {
-    const int j = op_upper ? s : n - 1 - s;
-    T* xj = b + j * ldb;
-    if (op_upper)
-      for (int k = 0; k < j; ++k) axpy<true>(m, op_elem<T>(acc, l, k, j), b + k * ldb, xj);
-    else
-      for (int k = j + 1; k < n; ++k) axpy<true>(m, op_elem<T>(acc, l, k, j), b + k * ldb, xj);
-    if (!l.unit) divide(m, op_elem<T>(acc, l, j, j), xj);
+  for (int r0 = 0; r0 < m; r0 += kRowStretch) {
+    const int rows = m - r0 < kRowStretch ? m - r0 : kRowStretch;
+    T* br = b + r0;
+    for (int s = 0; s < n; ++s) {
+      const int j = op_upper ? s : n - 1 - s;
+      T* xj = br + j * ldb;
+      if (op_upper)
+        for (int k = 0; k < j; ++k) axpy<true>(rows, op_elem<T>(acc, l, k, j), br + k * ldb, xj);
+      else
+        for (int k = j + 1; k < n; ++k) axpy<true>(rows, op_elem<T>(acc, l, k, j), br + k * ldb, xj);
+      if (!l.unit) divide(rows, op_elem<T>(acc, l, j, j), xj);
+    }
   }
 }
 
@@ -212,38 +258,26 @@ void solve(const letters& l, int m, int n, const A& acc, T* b, ptrdiff_t ldb) {
 template <class T, class A>
 void product(const letters& l, int m, int n, const A& acc, T* b, ptrdiff_t ldb) {
   if (m < 1 || n < 1) return;
+  if (!l.right && l.trans) {
+    int j = 0;
+    for (; j + 4 <= n; j += 4) dots<4, false>(l, m, acc, b + j * ldb, ldb);
+    for (; j < n; ++j) dots<1, false>(l, m, acc, b + j * ldb, ldb);
+    return;
+  }
   if (!l.right) {
     for (int j = 0; j < n; ++j) {
       T* x = b + j * ldb;
-      if (!l.trans) {
-        if (l.upper) {
-          for (int k = 0; k < m; ++k) {
-            const T* ak = acc.col(k);
-            axpy<false>(k, x[k], ak, x);
-            if (!l.unit) x[k] = mul(x[k], ak[k]);
-          }
-        } else {
-          for (int k = m - 1; k >= 0; --k) {
-            const T* ak = acc.col(k);
-            axpy<false>(m - k - 1, x[k], ak + k + 1, x + k + 1);
-            if (!l.unit) x[k] = mul(x[k], ak[k]);
-          }
+      if (l.upper) {
+        for (int k = 0; k < m; ++k) {
+          const T* ak = acc.col(k);
+          axpy<false>(k, x[k], ak, x);
+          if (!l.unit) x[k] = mul(x[k], ak[k]);
         }
       } else {
-        if (l.upper) {
-          for (int i = m - 1; i >= 0; --i) {
-            const T* ai = acc.col(i);
-            T t = l.unit ? x[i] : mul(l.conj ? conj(ai[i]) : ai[i], x[i]);
-            for (int k = 0; k < i; ++k) t = add(t, mul(l.conj ? conj(ai[k]) : ai[k], x[k]));
-            x[i] = t;
-          }
-        } else {
-          for (int i = 0; i < m; ++i) {
-            const T* ai = acc.col(i);
-            T t = l.unit ? x[i] : mul(l.conj ? conj(ai[i]) : ai[i], x[i]);
-            for (int k = i + 1; k < m; ++k) t = add(t, mul(l.conj ? conj(ai[k]) : ai[k], x[k]));
-            x[i] = t;
-          }
+        for (int k = m - 1; k >= 0; --k) {
+          const T* ak = acc.col(k);
+          axpy<false>(m - k - 1, x[k], ak + k + 1, x + k + 1);
+          if (!l.unit) x[k] = mul(x[k], ak[k]);
         }
       }
     }
@@ -251,14 +285,18 @@ void product(const letters& l, int m, int n, const A& acc, T* b, ptrdiff_t ldb) 
   }
   // Right: column j of the product reads the columns not yet overwritten.
   const bool op_upper = l.upper != l.trans;
-  for (int s = 0; s < n; ++s) {
-    const int j = op_upper ? n - 1 - s : s;
-    T* xj = b + j * ldb;
-    if (!l.unit) scal(m, op_elem<T>(acc, l, j, j), xj);
-    if (op_upper)
-      for (int k = 0; k < j; ++k) axpy<false>(m, op_elem<T>(acc, l, k, j), b + k * ldb, xj);
-    else
-      for (int k = j + 1; k < n; ++k) axpy<false>(m, op_elem<T>(acc, l, k, j), b + k * ldb, xj);
+  for (int r0 = 0; r0 < m; r0 += kRowStretch) {
+    const int rows = m - r0 < kRowStretch ? m - r0 : kRowStretch;
+    T* br = b + r0;
+    for (int s = 0; s < n; ++s) {
+      const int j = op_upper ? n - 1 - s : s;
+      T* xj = br + j * ldb;
+      if (!l.unit) scal(rows, op_elem<T>(acc, l, j, j), xj);
+      if (op_upper)
+        for (int k = 0; k < j; ++k) axpy<false>(rows, op_elem<T>(acc, l, k, j), br + k * ldb, xj);
+      else
+        for (int k = j + 1; k < n; ++k) axpy<false>(rows, op_elem<T>(acc, l, k, j), br + k * ldb, xj);
+    }
   }
 }
 
