@@ -11,8 +11,8 @@ namespace {
 using namespace orb::test::trx;
 using orb::test::trx::op;
 
-// Orders 128/129 and 256/257 straddle the diagonal blocks of the complex
-// and real types; 11 and 17 leave partial register tiles.
+// Orders 129 and 257 straddle the diagonal blocks (128 elements, 64 for
+// the complex types); 11 and 17 leave partial register tiles.
 #define ORB_TRSM_TESTS(T, tag)                                                                                    \
   TEST(Trsm, AgreesWithTheReference_##tag) {                                                                      \
     against_reference<T>(op::trsm, {{1, 1}, {3, 5}, {11, 17}, {17, 11}, {129, 4}, {4, 129}, {257, 3}, {3, 257}}); \
@@ -76,6 +76,28 @@ TEST(Trsm, ComplexDiagonalsOfExtremeModulus) {
     diagonal_solve<orb_complex8>(s, m, n, make<orb_complex8>(1e30, 1e30), make<orb_complex8>(1e30));
     diagonal_solve<orb_complex8>(s, m, n, make<orb_complex8>(-1e-30, 1e-30), make<orb_complex8>(1e-30));
   }
+}
+
+}  // namespace
+
+namespace {
+
+// With verbose mode on, each call prints one line with its arguments.
+TEST(Trsm, VerboseLines) {
+  int* mode = orb_serv_verbose_mode();
+  const int saved = *mode;
+  *mode = 1;
+  std::vector<double> a(9, 1.0), b(6, 1.0);
+  const int m = 3, n = 2, lda = 3, ldb = 3;
+  const double alpha = 1;
+  testing::internal::CaptureStdout();
+  orb_blas_dtrsm("L", "U", "N", "N", &m, &n, &alpha, a.data(), &lda, b.data(), &ldb);
+  orb_blas_dptrmm("R", "L", "T", "U", &m, &n, &alpha, a.data(), b.data(), &ldb);
+  const std::string out = testing::internal::GetCapturedStdout();
+  *mode = saved;
+  EXPECT_EQ(out.rfind("orb_verbose: DTRSM(L,U,N,N,3,2,", 0), 0u) << out;
+  EXPECT_NE(out.find("\norb_verbose: DPTRMM(R,L,T,U,3,2,"), std::string::npos) << out;
+  EXPECT_EQ(std::count(out.begin(), out.end(), '\n'), 2);
 }
 
 }  // namespace
