@@ -55,11 +55,43 @@ ORB_TRX_COMPLEX_OPS(orb_complex16)
 #undef ORB_TRX_COMPLEX_OPS
 
 // ---- Column operations ------------------------------------------------------------
+// A complex factor on interleaved lanes: s x is (sr xr - si xi, sr xi + si xr),
+// the product of the swapped pair by (-si, si) supplying the second terms,
+// so each lane rounds as mul() does.
+template <class R>
+struct complex_factor {
+  simd::vec<R> re, im;
+  template <class C>
+  explicit complex_factor(const C& s) : re(simd::vec<R>::set1(s.re)) {
+    constexpr int N = simd::vec<R>::N;
+    alignas(64) R sg[N];
+    for (int i = 0; i < N; ++i) sg[i] = (i & 1) ? s.im : -s.im;
+    im = simd::vec<R>::loadu(sg);
+  }
+  simd::vec<R> times(const simd::vec<R>& x) const { return re * x + im * swap_pairs(x); }
+};
+
 // y := y + s x (Minus: y - s x), len elements.
 template <bool Minus, class T>
 inline void axpy(int len, T s, const T* __restrict x, T* __restrict y) {
   if constexpr (is_complex<T>) {
-    for (int i = 0; i < len; ++i) y[i] = Minus ? sub(y[i], mul(s, x[i])) : add(y[i], mul(s, x[i]));
+    using R = typename real_of<T>::type;
+    using V = simd::vec<R>;
+    constexpr int N = V::N;
+    const complex_factor<R> f(s);
+    const R* xr = reinterpret_cast<const R*>(x);
+    R* yr = reinterpret_cast<R*>(y);
+    const int n2 = 2 * len;
+    int i = 0;
+    for (; i + N <= n2; i += N) {
+      const V p = f.times(V::loadu(xr + i));
+      (Minus ? V::loadu(yr + i) - p : V::loadu(yr + i) + p).storeu(yr + i);
+    }
+    if (i < n2) {
+      const V p = f.times(V::load_mask(xr + i, n2 - i));
+      const V o = V::load_mask(yr + i, n2 - i);
+      (Minus ? o - p : o + p).store_mask(yr + i, n2 - i);
+    }
   } else {
     using V = simd::vec<T>;
     constexpr int N = V::N;
@@ -80,7 +112,15 @@ inline void axpy(int len, T s, const T* __restrict x, T* __restrict y) {
 template <class T>
 inline void scal(int len, T s, T* y) {
   if constexpr (is_complex<T>) {
-    for (int i = 0; i < len; ++i) y[i] = mul(s, y[i]);
+    using R = typename real_of<T>::type;
+    using V = simd::vec<R>;
+    constexpr int N = V::N;
+    const complex_factor<R> f(s);
+    R* yr = reinterpret_cast<R*>(y);
+    const int n2 = 2 * len;
+    int i = 0;
+    for (; i + N <= n2; i += N) f.times(V::loadu(yr + i)).storeu(yr + i);
+    if (i < n2) f.times(V::load_mask(yr + i, n2 - i)).store_mask(yr + i, n2 - i);
   } else {
     using V = simd::vec<T>;
     constexpr int N = V::N;
