@@ -6,13 +6,14 @@
 // triangle of op(A), applies alpha to B once and calls the driver. A driver
 // walks the triangular dimension in diagonal blocks of trx_block<T>()
 // elements: the block itself goes through the direct body (trxm_direct.hpp)
-// and everything off the diagonal is one GEMM on the engine's packed path,
-// which sums each element in an order fixed by its K alone. The solve goes
-// in dependency order and subtracts the solved block from the rest; the
-// product goes against it, so that every block is read before it is
-// overwritten. Both depend on the triangular dimension only, so a call cut
-// into blocks of B's columns (side "L") or rows (side "R") gives the bits of
-// the whole call.
+// and its part off the diagonal is one GEMM on the engine's packed path with
+// K the block's order, which sums each element in an order fixed by that K
+// alone. The solve walks in dependency order and subtracts each solved block
+// from the blocks still to come; the product walks the other way and adds
+// each block, still unchanged, to the blocks already done before forming
+// its own product in place. Both depend on the triangular dimension only,
+// so a call cut into blocks of B's columns (side "L") or rows (side "R")
+// gives the bits of the whole call.
 #include "blas/engine/paths.hpp"
 #include "blas/level3/level3.hpp"
 #include "blas/level3/trxm.hpp"
@@ -88,32 +89,30 @@ int blocked(blas_op_params<T>* params, blas_matrix* av, blas_matrix* bv, blas_ma
     const int ib = K - i0 < kb ? K - i0 : kb;
     const direct::full_triangle<T> diag{a + i0 + ptrdiff_t(i0) * lda, lda};
     T* bd = Right ? b + i0 * ldb : b + i0;
-    if constexpr (Solve)
-      direct::solve(l, Right ? M : ib, Right ? ib : N, diag, bd, ldb);
-    else
-      direct::product(l, Right ? M : ib, Right ? ib : N, diag, bd, ldb);
-    // The off-diagonal part: the rows (left) or columns (right) the walk
-    // has not reached yet, beyond the block for a forward walk.
-    const bool after = forward;
-    const int o0 = after ? i0 + ib : 0;
-    const int on = after ? K - i0 - ib : i0;
-    if (on < 1) continue;
-    if constexpr (Solve) {
-      // B_o -= op(A)_{o,i} X_i   or   B_o -= X_i op(A)_{i,o}
+    // The rows (left) or columns (right) of B the block of op(A) reaches
+    // beyond its diagonal: for the solve those the walk has not reached yet
+    // (they take the solved block off), for the product those it has
+    // passed (they take the block's contribution before it is overwritten).
+    const bool beyond = Solve ? forward : !forward;
+    const int o0 = beyond ? i0 + ib : 0;
+    const int on = beyond ? K - i0 - ib : i0;
+    // B_o += factor op(A)_{o,i} B_i (left) or B_o += factor B_i op(A)_{i,o}
+    // (right): one GEMM with K the block's order.
+    auto update = [&] {
+      if (on < 1) return;
       if (!Right)
         gemm_of<T>::packed(ta, no, &on, &N, &ib, &factor, op_at(a, lda, l.trans, o0, i0), &lda, bd, &ldbi, &one,
                            b + o0, &ldbi);
       else
         gemm_of<T>::packed(no, ta, &M, &on, &ib, &factor, bd, &ldbi, op_at(a, lda, l.trans, i0, o0), &lda, &one,
                            b + o0 * ldb, &ldbi);
+    };
+    if constexpr (Solve) {
+      direct::solve(l, Right ? M : ib, Right ? ib : N, diag, bd, ldb);
+      update();
     } else {
-      // B_i += op(A)_{i,o} B_o   or   B_i += B_o op(A)_{o,i}
-      if (!Right)
-        gemm_of<T>::packed(ta, no, &ib, &N, &on, &one, op_at(a, lda, l.trans, i0, o0), &lda, b + o0, &ldbi, &one,
-                           bd, &ldbi);
-      else
-        gemm_of<T>::packed(no, ta, &M, &ib, &on, &one, b + o0 * ldb, &ldbi, op_at(a, lda, l.trans, o0, i0), &lda,
-                           &one, bd, &ldbi);
+      update();
+      direct::product(l, Right ? M : ib, Right ? ib : N, diag, bd, ldb);
     }
   }
   return 0;

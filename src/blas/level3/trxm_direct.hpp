@@ -247,6 +247,33 @@ void dots(const letters& l, int m, const A& acc, T* b, ptrdiff_t ldb) {
   }
 }
 
+// ---- Left side with op(A) = A: column k of A goes, scaled by element k of
+// each column of B, into that column's other rows. W columns of B go
+// together so that their updates overlap; each element is computed the
+// same way whatever W is. The solve divides element k first and walks down
+// a lower triangle (up an upper one); the product walks the other way and
+// multiplies element k last.
+template <int W, bool Solve, class T, class A>
+void axpys(const letters& l, int m, const A& acc, T* b, ptrdiff_t ldb) {
+  T* x[W];
+  for (int w = 0; w < W; ++w) x[w] = b + w * ldb;
+  const bool forward = Solve ? !l.upper : l.upper;
+  for (int s = 0; s < m; ++s) {
+    const int k = forward ? s : m - 1 - s;
+    const T* ak = acc.col(k);
+    const int r0 = l.upper ? 0 : k + 1, len = l.upper ? k : m - k - 1;
+    if constexpr (Solve) {
+      if (!l.unit)
+        for (int w = 0; w < W; ++w) x[w][k] = div(x[w][k], ak[k]);
+      for (int w = 0; w < W; ++w) axpy<true>(len, x[w][k], ak + r0, x[w] + r0);
+    } else {
+      for (int w = 0; w < W; ++w) axpy<false>(len, x[w][k], ak + r0, x[w] + r0);
+      if (!l.unit)
+        for (int w = 0; w < W; ++w) x[w][k] = mul(x[w][k], ak[k]);
+    }
+  }
+}
+
 // ---- Solve: op(A) X = B or X op(A) = B (alpha already applied) --------------------------
 template <class T, class A>
 void solve(const letters& l, int m, int n, const A& acc, T* b, ptrdiff_t ldb) {
@@ -258,22 +285,9 @@ void solve(const letters& l, int m, int n, const A& acc, T* b, ptrdiff_t ldb) {
     return;
   }
   if (!l.right) {
-    for (int j = 0; j < n; ++j) {
-      T* x = b + j * ldb;
-      if (!l.upper) {
-        for (int k = 0; k < m; ++k) {
-          const T* ak = acc.col(k);
-          if (!l.unit) x[k] = div(x[k], ak[k]);
-          axpy<true>(m - k - 1, x[k], ak + k + 1, x + k + 1);
-        }
-      } else {
-        for (int k = m - 1; k >= 0; --k) {
-          const T* ak = acc.col(k);
-          if (!l.unit) x[k] = div(x[k], ak[k]);
-          axpy<true>(k, x[k], ak, x);
-        }
-      }
-    }
+    int j = 0;
+    for (; j + 4 <= n; j += 4) axpys<4, true>(l, m, acc, b + j * ldb, ldb);
+    for (; j < n; ++j) axpys<1, true>(l, m, acc, b + j * ldb, ldb);
     return;
   }
   // Right: columns of X in dependency order, each a sum of the solved ones,
@@ -305,22 +319,9 @@ void product(const letters& l, int m, int n, const A& acc, T* b, ptrdiff_t ldb) 
     return;
   }
   if (!l.right) {
-    for (int j = 0; j < n; ++j) {
-      T* x = b + j * ldb;
-      if (l.upper) {
-        for (int k = 0; k < m; ++k) {
-          const T* ak = acc.col(k);
-          axpy<false>(k, x[k], ak, x);
-          if (!l.unit) x[k] = mul(x[k], ak[k]);
-        }
-      } else {
-        for (int k = m - 1; k >= 0; --k) {
-          const T* ak = acc.col(k);
-          axpy<false>(m - k - 1, x[k], ak + k + 1, x + k + 1);
-          if (!l.unit) x[k] = mul(x[k], ak[k]);
-        }
-      }
-    }
+    int j = 0;
+    for (; j + 4 <= n; j += 4) axpys<4, false>(l, m, acc, b + j * ldb, ldb);
+    for (; j < n; ++j) axpys<1, false>(l, m, acc, b + j * ldb, ldb);
     return;
   }
   // Right: column j of the product reads the columns not yet overwritten.
