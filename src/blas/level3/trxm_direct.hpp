@@ -68,6 +68,17 @@ struct complex_factor {
     for (int i = 0; i < N; ++i) sg[i] = (i & 1) ? s.im : -s.im;
     im = simd::vec<R>::loadu(sg);
   }
+  // The same from (-1, 1) in every pair, made once by the caller: a
+  // multiplication by -1 or 1 is exact.
+  template <class C>
+  complex_factor(const C& s, const simd::vec<R>& sign)
+      : re(simd::vec<R>::set1(s.re)), im(simd::vec<R>::set1(s.im) * sign) {}
+  static simd::vec<R> signs() {
+    constexpr int N = simd::vec<R>::N;
+    alignas(64) R sg[N];
+    for (int i = 0; i < N; ++i) sg[i] = (i & 1) ? R(1) : R(-1);
+    return simd::vec<R>::loadu(sg);
+  }
   simd::vec<R> times(const simd::vec<R>& x) const { return re * x + im * swap_pairs(x); }
 };
 
@@ -130,20 +141,6 @@ inline void scal(int len, T s, T* y) {
     if (i < len) (vs * V::load_mask(y + i, len - i)).store_mask(y + i, len - i);
   }
 }
-// y := y / d.
-template <class T>
-inline void divide(int len, T d, T* y) {
-  if constexpr (is_complex<T>) {
-    for (int i = 0; i < len; ++i) y[i] = div(y[i], d);
-  } else {
-    using V = simd::vec<T>;
-    constexpr int N = V::N;
-    const V vd = V::set1(d);
-    int i = 0;
-    for (; i + N <= len; i += N) (V::loadu(y + i) / vd).storeu(y + i);
-    if (i < len) (V::load_mask(y + i, len - i) / vd).store_mask(y + i, len - i);
-  }
-}
 // B := alpha B, columns of len elements; alpha 0 stores zeros.
 template <class T>
 inline void scale_all(int rows, int cols, T alpha, T* b, ptrdiff_t ldb) {
@@ -155,10 +152,6 @@ inline void scale_all(int rows, int cols, T alpha, T* b, ptrdiff_t ldb) {
     else scal(rows, alpha, col);
   }
 }
-
-// Rows of B taken at a time by the right-side bodies (rows are independent
-// there, so the stretch changes no result).
-inline constexpr int kRowStretch = 128;
 
 // ---- Accessors of the triangle ---------------------------------------------------
 // col(j) gives p with A(i, j) = p[i] for the stored rows i of column j.
@@ -274,6 +267,77 @@ void axpys(const letters& l, int m, const A& acc, T* b, ptrdiff_t ldb) {
   }
 }
 
+// ---- Right side: column j of the result is column j of B with the other
+// columns op(A) reaches from row j: for the solve those already solved,
+// less, then divided by the diagonal; for the product those not yet
+// overwritten, added after multiplying by the diagonal. Rows are
+// independent: they go in chunks of two vectors held in registers while
+// the column takes every term, in increasing order of the column it comes
+// from.
+template <bool Solve, class T, class A>
+void right_side(const letters& l, int m, int n, const A& acc, T* b, ptrdiff_t ldb) {
+  using R = typename real_of<T>::type;
+  using V = simd::vec<R>;
+  constexpr int N = V::N;
+  constexpr int C = is_complex<T> ? 2 : 1;
+  const bool op_upper = l.upper != l.trans;
+  const bool forward = Solve ? op_upper : !op_upper;
+  R* br = reinterpret_cast<R*>(b);
+  const ptrdiff_t ld = ldb * C;
+  const int total = m * C;
+  const V sign = complex_factor<R>::signs();
+  auto times = [&sign](const T& e, const V& x) {
+    if constexpr (C == 2) return complex_factor<R>(e, sign).times(x);
+    else return V::set1(e) * x;
+  };
+  for (int i = 0; i < total; i += 2 * N) {
+    const int live = total - i < 2 * N ? total - i : 2 * N;
+    const int l0 = live < N ? live : N, l1 = live - l0;
+    auto load = [&](const R* p, V& v0, V& v1) {
+      v0 = l0 == N ? V::loadu(p) : V::load_mask(p, l0);
+      v1 = l1 == N ? V::loadu(p + N) : l1 > 0 ? V::load_mask(p + N, l1) : V::zero();
+    };
+    for (int s = 0; s < n; ++s) {
+      const int j = forward ? s : n - 1 - s;
+      R* cj = br + j * ld + i;
+      V y0, y1;
+      load(cj, y0, y1);
+      if (!Solve && !l.unit) {
+        const T d = op_elem<T>(acc, l, j, j);
+        y0 = times(d, y0);
+        y1 = times(d, y1);
+      }
+      const int k0 = op_upper ? 0 : j + 1, k1 = op_upper ? j : n;
+      for (int k = k0; k < k1; ++k) {
+        const T e = op_elem<T>(acc, l, k, j);
+        V x0, x1;
+        load(br + k * ld + i, x0, x1);
+        const V p0 = times(e, x0), p1 = times(e, x1);
+        y0 = Solve ? y0 - p0 : y0 + p0;
+        y1 = Solve ? y1 - p1 : y1 + p1;
+      }
+      if (Solve && !l.unit) {
+        const T d = op_elem<T>(acc, l, j, j);
+        if constexpr (C == 1) {
+          y0 = y0 / V::set1(d);
+          y1 = y1 / V::set1(d);
+        }
+      }
+      if (l0 == N) y0.storeu(cj);
+      else y0.store_mask(cj, l0);
+      if (l1 == N) y1.storeu(cj + N);
+      else if (l1 > 0) y1.store_mask(cj + N, l1);
+      if constexpr (C == 2) {
+        if (Solve && !l.unit) {
+          const T d = op_elem<T>(acc, l, j, j);
+          T* xj = reinterpret_cast<T*>(cj);
+          for (int e = 0; e < live / 2; ++e) xj[e] = div(xj[e], d);
+        }
+      }
+    }
+  }
+}
+
 // ---- Solve: op(A) X = B or X op(A) = B (alpha already applied) --------------------------
 template <class T, class A>
 void solve(const letters& l, int m, int n, const A& acc, T* b, ptrdiff_t ldb) {
@@ -290,22 +354,7 @@ void solve(const letters& l, int m, int n, const A& acc, T* b, ptrdiff_t ldb) {
     for (; j < n; ++j) axpys<1, true>(l, m, acc, b + j * ldb, ldb);
     return;
   }
-  // Right: columns of X in dependency order, each a sum of the solved ones,
-  // in stretches of rows that keep the columns in cache.
-  const bool op_upper = l.upper != l.trans;
-  for (int r0 = 0; r0 < m; r0 += kRowStretch) {
-    const int rows = m - r0 < kRowStretch ? m - r0 : kRowStretch;
-    T* br = b + r0;
-    for (int s = 0; s < n; ++s) {
-      const int j = op_upper ? s : n - 1 - s;
-      T* xj = br + j * ldb;
-      if (op_upper)
-        for (int k = 0; k < j; ++k) axpy<true>(rows, op_elem<T>(acc, l, k, j), br + k * ldb, xj);
-      else
-        for (int k = j + 1; k < n; ++k) axpy<true>(rows, op_elem<T>(acc, l, k, j), br + k * ldb, xj);
-      if (!l.unit) divide(rows, op_elem<T>(acc, l, j, j), xj);
-    }
-  }
+  right_side<true>(l, m, n, acc, b, ldb);
 }
 
 // ---- Product: B := op(A) B or B op(A) (alpha already applied) ------------------------------
@@ -324,21 +373,7 @@ void product(const letters& l, int m, int n, const A& acc, T* b, ptrdiff_t ldb) 
     for (; j < n; ++j) axpys<1, false>(l, m, acc, b + j * ldb, ldb);
     return;
   }
-  // Right: column j of the product reads the columns not yet overwritten.
-  const bool op_upper = l.upper != l.trans;
-  for (int r0 = 0; r0 < m; r0 += kRowStretch) {
-    const int rows = m - r0 < kRowStretch ? m - r0 : kRowStretch;
-    T* br = b + r0;
-    for (int s = 0; s < n; ++s) {
-      const int j = op_upper ? n - 1 - s : s;
-      T* xj = br + j * ldb;
-      if (!l.unit) scal(rows, op_elem<T>(acc, l, j, j), xj);
-      if (op_upper)
-        for (int k = 0; k < j; ++k) axpy<false>(rows, op_elem<T>(acc, l, k, j), br + k * ldb, xj);
-      else
-        for (int k = j + 1; k < n; ++k) axpy<false>(rows, op_elem<T>(acc, l, k, j), br + k * ldb, xj);
-    }
-  }
+  right_side<false>(l, m, n, acc, b, ldb);
 }
 
 }  // namespace orb::level3::direct
