@@ -187,6 +187,16 @@ void orb_blas_sroti(const int* nz, float* x, const int* indx, float* y, const fl
 void orb_blas_droti(const int* nz, double* x, const int* indx, double* y, const double* c, const double* s);
 
 /* level3 */
+void orb_blas_strsm(const char* side, const char* uplo, const char* transa, const char* diag, const int* m, const int* n, const float* alpha, const float* a, const int* lda, float* b, const int* ldb);
+void orb_blas_dtrsm(const char* side, const char* uplo, const char* transa, const char* diag, const int* m, const int* n, const double* alpha, const double* a, const int* lda, double* b, const int* ldb);
+void orb_blas_ctrsm(const char* side, const char* uplo, const char* transa, const char* diag, const int* m, const int* n, const orb_complex8* alpha, const orb_complex8* a, const int* lda, orb_complex8* b, const int* ldb);
+void orb_blas_ztrsm(const char* side, const char* uplo, const char* transa, const char* diag, const int* m, const int* n, const orb_complex16* alpha, const orb_complex16* a, const int* lda, orb_complex16* b, const int* ldb);
+void orb_blas_strmm(const char* side, const char* uplo, const char* transa, const char* diag, const int* m, const int* n, const float* alpha, const float* a, const int* lda, float* b, const int* ldb);
+void orb_blas_dtrmm(const char* side, const char* uplo, const char* transa, const char* diag, const int* m, const int* n, const double* alpha, const double* a, const int* lda, double* b, const int* ldb);
+void orb_blas_ctrmm(const char* side, const char* uplo, const char* transa, const char* diag, const int* m, const int* n, const orb_complex8* alpha, const orb_complex8* a, const int* lda, orb_complex8* b, const int* ldb);
+void orb_blas_ztrmm(const char* side, const char* uplo, const char* transa, const char* diag, const int* m, const int* n, const orb_complex16* alpha, const orb_complex16* a, const int* lda, orb_complex16* b, const int* ldb);
+void orb_blas_sptrmm(const char* side, const char* uplo, const char* transa, const char* diag, const int* m, const int* n, const float* alpha, const float* ap, float* b, const int* ldb);
+void orb_blas_dptrmm(const char* side, const char* uplo, const char* transa, const char* diag, const int* m, const int* n, const double* alpha, const double* ap, double* b, const int* ldb);
 void orb_blas_cgemm3m(const char* transa, const char* transb, const int* m, const int* n, const int* k, const orb_complex8* alpha, const orb_complex8* a, const int* lda, const orb_complex8* b, const int* ldb, const orb_complex8* beta, orb_complex8* c, const int* ldc);
 void orb_blas_zgemm3m(const char* transa, const char* transb, const int* m, const int* n, const int* k, const orb_complex16* alpha, const orb_complex16* a, const int* lda, const orb_complex16* b, const int* ldb, const orb_complex16* beta, orb_complex16* c, const int* ldc);
 void orb_blas_scgemm(const char* transa, const char* transb, const int* m, const int* n, const int* k, const orb_complex8* alpha, const float* a, const int* lda, const orb_complex8* b, const int* ldb, const orb_complex8* beta, orb_complex8* c, const int* ldc);

@@ -184,6 +184,16 @@ void sroti_(const int* nz, float* x, const int* indx, float* y, const float* c, 
 void droti_(const int* nz, double* x, const int* indx, double* y, const double* c, const double* s);
 
 /* level3 */
+void strsm_(const char* side, const char* uplo, const char* transa, const char* diag, const int* m, const int* n, const float* alpha, const float* a, const int* lda, float* b, const int* ldb);
+void dtrsm_(const char* side, const char* uplo, const char* transa, const char* diag, const int* m, const int* n, const double* alpha, const double* a, const int* lda, double* b, const int* ldb);
+void ctrsm_(const char* side, const char* uplo, const char* transa, const char* diag, const int* m, const int* n, const orb_complex8* alpha, const orb_complex8* a, const int* lda, orb_complex8* b, const int* ldb);
+void ztrsm_(const char* side, const char* uplo, const char* transa, const char* diag, const int* m, const int* n, const orb_complex16* alpha, const orb_complex16* a, const int* lda, orb_complex16* b, const int* ldb);
+void strmm_(const char* side, const char* uplo, const char* transa, const char* diag, const int* m, const int* n, const float* alpha, const float* a, const int* lda, float* b, const int* ldb);
+void dtrmm_(const char* side, const char* uplo, const char* transa, const char* diag, const int* m, const int* n, const double* alpha, const double* a, const int* lda, double* b, const int* ldb);
+void ctrmm_(const char* side, const char* uplo, const char* transa, const char* diag, const int* m, const int* n, const orb_complex8* alpha, const orb_complex8* a, const int* lda, orb_complex8* b, const int* ldb);
+void ztrmm_(const char* side, const char* uplo, const char* transa, const char* diag, const int* m, const int* n, const orb_complex16* alpha, const orb_complex16* a, const int* lda, orb_complex16* b, const int* ldb);
+void sptrmm_(const char* side, const char* uplo, const char* transa, const char* diag, const int* m, const int* n, const float* alpha, const float* ap, float* b, const int* ldb);
+void dptrmm_(const char* side, const char* uplo, const char* transa, const char* diag, const int* m, const int* n, const double* alpha, const double* ap, double* b, const int* ldb);
 void cgemm3m_(const char* transa, const char* transb, const int* m, const int* n, const int* k, const orb_complex8* alpha, const orb_complex8* a, const int* lda, const orb_complex8* b, const int* ldb, const orb_complex8* beta, orb_complex8* c, const int* ldc);
 void zgemm3m_(const char* transa, const char* transb, const int* m, const int* n, const int* k, const orb_complex16* alpha, const orb_complex16* a, const int* lda, const orb_complex16* b, const int* ldb, const orb_complex16* beta, orb_complex16* c, const int* ldc);
 void scgemm_(const char* transa, const char* transb, const int* m, const int* n, const int* k, const orb_complex8* alpha, const float* a, const int* lda, const orb_complex8* b, const int* ldb, const orb_complex8* beta, orb_complex8* c, const int* ldc);

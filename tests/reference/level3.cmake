@@ -56,6 +56,19 @@ foreach(t s d c z)
   endforeach()
 endforeach()
 
+# TRMM and TRSM, switched on alone in the same way.
+foreach(t s d c z)
+  orb_reference_test(xblat3${t} level23 INPUT tests/reference/${t}blat3_trx.in NAME xblat3${t}_trx)
+  orb_reference_test(x${t}cblat3 level23 INPUT tests/reference/${t}in3_trx NAME x${t}cblat3_trx)
+  foreach(name xblat3${t}_trx x${t}cblat3_trx)
+    foreach(isa ${ORB_TEST_ISAS})
+      if(TEST reference.${name}.${isa})
+        set_property(TEST reference.${name}.${isa} APPEND PROPERTY ENVIRONMENT ${ORB_REF3_STUB_ENV})
+      endif()
+    endforeach()
+  endforeach()
+endforeach()
+
 # The checks of the stand-ins themselves, while the core lacks level 3
 # (the kernel list of level 3 does not exist yet): a routine the input
 # switches on reaches its stand-in, which must end the run loudly; and a

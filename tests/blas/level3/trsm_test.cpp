@@ -1,0 +1,103 @@
+// TRSM: the reference BLAS on every letter combination and the blocking
+// edges, the three public forms, threads, builds, failed allocations,
+// error reports; a subnormal diagonal and complex diagonals of extreme
+// modulus.
+#include <complex>
+
+#include "tests/blas/level3/trx_checks.hpp"
+
+namespace {
+
+using namespace orb::test::trx;
+using orb::test::trx::op;
+
+// Orders 129 and 257 straddle the diagonal blocks (128 elements, 64 for
+// the complex types); 11 and 17 leave partial register tiles.
+#define ORB_TRSM_TESTS(T, tag)                                                                                    \
+  TEST(Trsm, AgreesWithTheReference_##tag) {                                                                      \
+    against_reference<T>(op::trsm, {{1, 1}, {3, 5}, {11, 17}, {17, 11}, {129, 4}, {4, 129}, {257, 3}, {3, 257}}); \
+  }                                                                                                               \
+  TEST(Trsm, ThreeFormsSameBits_##tag) { three_forms<T>(op::trsm, 13, 9); }                                      \
+  TEST(Trsm, SameBitsOnOneTwoThreeThreads_##tag) { thread_invariant<T>(op::trsm); }                              \
+  TEST(Trsm, SameBitsInEveryBuild_##tag) { same_in_every_build<T>(op::trsm); }                                   \
+  TEST(Trsm, FailedAllocations_##tag) { without_memory<T>(op::trsm); }                                           \
+  TEST(Trsm, ErrorReports_##tag) { error_reports<T>(op::trsm); }                                                 \
+  TEST(Trsm, AlphaZeroAndQuickReturns_##tag) { alpha_zero_and_quick_returns<T>(op::trsm); }
+ORB_TRSM_TESTS(float, s)
+ORB_TRSM_TESTS(double, d)
+ORB_TRSM_TESTS(orb_complex8, c)
+ORB_TRSM_TESTS(orb_complex16, z)
+#undef ORB_TRSM_TESTS
+
+// A diagonal triangle: every x is b / d, rounded once, whatever the path.
+template <class T>
+void diagonal_solve(char side, int m, int n, const T& special, const T& b_scale) {
+  for (char u : {'U', 'L'}) {
+    problem<T> p(side, u, 'N', 'N', m, n, 4);
+    const int k = p.k;
+    for (int j = 0; j < k; ++j)
+      for (int i = 0; i < k; ++i)
+        if (u == 'U' ? i <= j : i >= j) p.a[i + std::size_t(j) * p.lda] = make<T>(i == j ? 1 : 0);
+    const int at = k / 2;
+    p.a[at + std::size_t(at) * p.lda] = special;
+    for (auto& e : p.b) {
+      if constexpr (std::is_arithmetic_v<T>) e = e * b_scale;
+      else e = T{e.re * b_scale.re, e.im * b_scale.re};
+    }
+    const auto x = p.run(forms<T>::pub(op::trsm), make<T>(1));
+    for (int j = 0; j < n; ++j)
+      for (int i = 0; i < m; ++i) {
+        const T& bi = p.b[i + std::size_t(j) * p.ldb];
+        const T& xi = x[i + std::size_t(j) * p.ldb];
+        const bool hit = (side == 'L' ? i : j) == at;
+        if constexpr (std::is_arithmetic_v<T>) {
+          EXPECT_TRUE(orb::test::same_bits(xi, hit ? T(bi / special) : bi)) << side << u << m << "x" << n;
+        } else {
+          using L = std::complex<long double>;
+          const L want = hit ? L(bi.re, bi.im) / L(special.re, special.im) : L(bi.re, bi.im);
+          const L got(xi.re, xi.im);
+          EXPECT_LE(double(std::abs(got - want) / std::abs(want)), scalar<T>::tol) << side << u << m << "x" << n;
+        }
+      }
+  }
+}
+
+TEST(Trsm, SubnormalDiagonalGivesTheQuotient) {
+  for (auto [s, m, n] : {std::tuple{'L', 300, 7}, std::tuple{'R', 7, 300}, std::tuple{'L', 5, 3}}) {
+    diagonal_solve<double>(s, m, n, 3e-310, 1e-10);
+    diagonal_solve<float>(s, m, n, 3e-40f, 1e-5f);
+  }
+}
+
+TEST(Trsm, ComplexDiagonalsOfExtremeModulus) {
+  for (auto [s, m, n] : {std::tuple{'L', 140, 5}, std::tuple{'R', 5, 140}}) {
+    diagonal_solve<orb_complex16>(s, m, n, make<orb_complex16>(1e300, -1e300), make<orb_complex16>(1e300));
+    diagonal_solve<orb_complex16>(s, m, n, make<orb_complex16>(1e-300, 2e-300), make<orb_complex16>(1e-300));
+    diagonal_solve<orb_complex8>(s, m, n, make<orb_complex8>(1e30, 1e30), make<orb_complex8>(1e30));
+    diagonal_solve<orb_complex8>(s, m, n, make<orb_complex8>(-1e-30, 1e-30), make<orb_complex8>(1e-30));
+  }
+}
+
+}  // namespace
+
+namespace {
+
+// With verbose mode on, each call prints one line with its arguments.
+TEST(Trsm, VerboseLines) {
+  int* mode = orb_serv_verbose_mode();
+  const int saved = *mode;
+  *mode = 1;
+  std::vector<double> a(9, 1.0), b(6, 1.0);
+  const int m = 3, n = 2, lda = 3, ldb = 3;
+  const double alpha = 1;
+  testing::internal::CaptureStdout();
+  orb_blas_dtrsm("L", "U", "N", "N", &m, &n, &alpha, a.data(), &lda, b.data(), &ldb);
+  orb_blas_dptrmm("R", "L", "T", "U", &m, &n, &alpha, a.data(), b.data(), &ldb);
+  const std::string out = testing::internal::GetCapturedStdout();
+  *mode = saved;
+  EXPECT_EQ(out.rfind("orb_verbose: DTRSM(L,U,N,N,3,2,", 0), 0u) << out;
+  EXPECT_NE(out.find("\norb_verbose: DPTRMM(R,L,T,U,3,2,"), std::string::npos) << out;
+  EXPECT_EQ(std::count(out.begin(), out.end(), '\n'), 2);
+}
+
+}  // namespace
