@@ -187,6 +187,28 @@ void orb_blas_sroti(const int* nz, float* x, const int* indx, float* y, const fl
 void orb_blas_droti(const int* nz, double* x, const int* indx, double* y, const double* c, const double* s);
 
 /* level3 */
+void orb_blas_ssymm(const char* side, const char* uplo, const int* m, const int* n, const float* alpha, const float* a, const int* lda, const float* b, const int* ldb, const float* beta, float* c, const int* ldc);
+void orb_blas_dsymm(const char* side, const char* uplo, const int* m, const int* n, const double* alpha, const double* a, const int* lda, const double* b, const int* ldb, const double* beta, double* c, const int* ldc);
+void orb_blas_csymm(const char* side, const char* uplo, const int* m, const int* n, const orb_complex8* alpha, const orb_complex8* a, const int* lda, const orb_complex8* b, const int* ldb, const orb_complex8* beta, orb_complex8* c, const int* ldc);
+void orb_blas_zsymm(const char* side, const char* uplo, const int* m, const int* n, const orb_complex16* alpha, const orb_complex16* a, const int* lda, const orb_complex16* b, const int* ldb, const orb_complex16* beta, orb_complex16* c, const int* ldc);
+void orb_blas_chemm(const char* side, const char* uplo, const int* m, const int* n, const orb_complex8* alpha, const orb_complex8* a, const int* lda, const orb_complex8* b, const int* ldb, const orb_complex8* beta, orb_complex8* c, const int* ldc);
+void orb_blas_zhemm(const char* side, const char* uplo, const int* m, const int* n, const orb_complex16* alpha, const orb_complex16* a, const int* lda, const orb_complex16* b, const int* ldb, const orb_complex16* beta, orb_complex16* c, const int* ldc);
+void orb_blas_ssyrk(const char* uplo, const char* trans, const int* n, const int* k, const float* alpha, const float* a, const int* lda, const float* beta, float* c, const int* ldc);
+void orb_blas_dsyrk(const char* uplo, const char* trans, const int* n, const int* k, const double* alpha, const double* a, const int* lda, const double* beta, double* c, const int* ldc);
+void orb_blas_csyrk(const char* uplo, const char* trans, const int* n, const int* k, const orb_complex8* alpha, const orb_complex8* a, const int* lda, const orb_complex8* beta, orb_complex8* c, const int* ldc);
+void orb_blas_zsyrk(const char* uplo, const char* trans, const int* n, const int* k, const orb_complex16* alpha, const orb_complex16* a, const int* lda, const orb_complex16* beta, orb_complex16* c, const int* ldc);
+void orb_blas_cherk(const char* uplo, const char* trans, const int* n, const int* k, const float* alpha, const orb_complex8* a, const int* lda, const float* beta, orb_complex8* c, const int* ldc);
+void orb_blas_zherk(const char* uplo, const char* trans, const int* n, const int* k, const double* alpha, const orb_complex16* a, const int* lda, const double* beta, orb_complex16* c, const int* ldc);
+void orb_blas_ssyr2k(const char* uplo, const char* trans, const int* n, const int* k, const float* alpha, const float* a, const int* lda, const float* b, const int* ldb, const float* beta, float* c, const int* ldc);
+void orb_blas_dsyr2k(const char* uplo, const char* trans, const int* n, const int* k, const double* alpha, const double* a, const int* lda, const double* b, const int* ldb, const double* beta, double* c, const int* ldc);
+void orb_blas_csyr2k(const char* uplo, const char* trans, const int* n, const int* k, const orb_complex8* alpha, const orb_complex8* a, const int* lda, const orb_complex8* b, const int* ldb, const orb_complex8* beta, orb_complex8* c, const int* ldc);
+void orb_blas_zsyr2k(const char* uplo, const char* trans, const int* n, const int* k, const orb_complex16* alpha, const orb_complex16* a, const int* lda, const orb_complex16* b, const int* ldb, const orb_complex16* beta, orb_complex16* c, const int* ldc);
+void orb_blas_cher2k(const char* uplo, const char* trans, const int* n, const int* k, const orb_complex8* alpha, const orb_complex8* a, const int* lda, const orb_complex8* b, const int* ldb, const float* beta, orb_complex8* c, const int* ldc);
+void orb_blas_zher2k(const char* uplo, const char* trans, const int* n, const int* k, const orb_complex16* alpha, const orb_complex16* a, const int* lda, const orb_complex16* b, const int* ldb, const double* beta, orb_complex16* c, const int* ldc);
+void orb_blas_sgemmt(const char* uplo, const char* transa, const char* transb, const int* n, const int* k, const float* alpha, const float* a, const int* lda, const float* b, const int* ldb, const float* beta, float* c, const int* ldc);
+void orb_blas_dgemmt(const char* uplo, const char* transa, const char* transb, const int* n, const int* k, const double* alpha, const double* a, const int* lda, const double* b, const int* ldb, const double* beta, double* c, const int* ldc);
+void orb_blas_cgemmt(const char* uplo, const char* transa, const char* transb, const int* n, const int* k, const orb_complex8* alpha, const orb_complex8* a, const int* lda, const orb_complex8* b, const int* ldb, const orb_complex8* beta, orb_complex8* c, const int* ldc);
+void orb_blas_zgemmt(const char* uplo, const char* transa, const char* transb, const int* n, const int* k, const orb_complex16* alpha, const orb_complex16* a, const int* lda, const orb_complex16* b, const int* ldb, const orb_complex16* beta, orb_complex16* c, const int* ldc);
 
 #ifdef __cplusplus
 }

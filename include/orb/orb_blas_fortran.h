@@ -184,6 +184,28 @@ void sroti_(const int* nz, float* x, const int* indx, float* y, const float* c, 
 void droti_(const int* nz, double* x, const int* indx, double* y, const double* c, const double* s);
 
 /* level3 */
+void ssymm_(const char* side, const char* uplo, const int* m, const int* n, const float* alpha, const float* a, const int* lda, const float* b, const int* ldb, const float* beta, float* c, const int* ldc);
+void dsymm_(const char* side, const char* uplo, const int* m, const int* n, const double* alpha, const double* a, const int* lda, const double* b, const int* ldb, const double* beta, double* c, const int* ldc);
+void csymm_(const char* side, const char* uplo, const int* m, const int* n, const orb_complex8* alpha, const orb_complex8* a, const int* lda, const orb_complex8* b, const int* ldb, const orb_complex8* beta, orb_complex8* c, const int* ldc);
+void zsymm_(const char* side, const char* uplo, const int* m, const int* n, const orb_complex16* alpha, const orb_complex16* a, const int* lda, const orb_complex16* b, const int* ldb, const orb_complex16* beta, orb_complex16* c, const int* ldc);
+void chemm_(const char* side, const char* uplo, const int* m, const int* n, const orb_complex8* alpha, const orb_complex8* a, const int* lda, const orb_complex8* b, const int* ldb, const orb_complex8* beta, orb_complex8* c, const int* ldc);
+void zhemm_(const char* side, const char* uplo, const int* m, const int* n, const orb_complex16* alpha, const orb_complex16* a, const int* lda, const orb_complex16* b, const int* ldb, const orb_complex16* beta, orb_complex16* c, const int* ldc);
+void ssyrk_(const char* uplo, const char* trans, const int* n, const int* k, const float* alpha, const float* a, const int* lda, const float* beta, float* c, const int* ldc);
+void dsyrk_(const char* uplo, const char* trans, const int* n, const int* k, const double* alpha, const double* a, const int* lda, const double* beta, double* c, const int* ldc);
+void csyrk_(const char* uplo, const char* trans, const int* n, const int* k, const orb_complex8* alpha, const orb_complex8* a, const int* lda, const orb_complex8* beta, orb_complex8* c, const int* ldc);
+void zsyrk_(const char* uplo, const char* trans, const int* n, const int* k, const orb_complex16* alpha, const orb_complex16* a, const int* lda, const orb_complex16* beta, orb_complex16* c, const int* ldc);
+void cherk_(const char* uplo, const char* trans, const int* n, const int* k, const float* alpha, const orb_complex8* a, const int* lda, const float* beta, orb_complex8* c, const int* ldc);
+void zherk_(const char* uplo, const char* trans, const int* n, const int* k, const double* alpha, const orb_complex16* a, const int* lda, const double* beta, orb_complex16* c, const int* ldc);
+void ssyr2k_(const char* uplo, const char* trans, const int* n, const int* k, const float* alpha, const float* a, const int* lda, const float* b, const int* ldb, const float* beta, float* c, const int* ldc);
+void dsyr2k_(const char* uplo, const char* trans, const int* n, const int* k, const double* alpha, const double* a, const int* lda, const double* b, const int* ldb, const double* beta, double* c, const int* ldc);
+void csyr2k_(const char* uplo, const char* trans, const int* n, const int* k, const orb_complex8* alpha, const orb_complex8* a, const int* lda, const orb_complex8* b, const int* ldb, const orb_complex8* beta, orb_complex8* c, const int* ldc);
+void zsyr2k_(const char* uplo, const char* trans, const int* n, const int* k, const orb_complex16* alpha, const orb_complex16* a, const int* lda, const orb_complex16* b, const int* ldb, const orb_complex16* beta, orb_complex16* c, const int* ldc);
+void cher2k_(const char* uplo, const char* trans, const int* n, const int* k, const orb_complex8* alpha, const orb_complex8* a, const int* lda, const orb_complex8* b, const int* ldb, const float* beta, orb_complex8* c, const int* ldc);
+void zher2k_(const char* uplo, const char* trans, const int* n, const int* k, const orb_complex16* alpha, const orb_complex16* a, const int* lda, const orb_complex16* b, const int* ldb, const double* beta, orb_complex16* c, const int* ldc);
+void sgemmt_(const char* uplo, const char* transa, const char* transb, const int* n, const int* k, const float* alpha, const float* a, const int* lda, const float* b, const int* ldb, const float* beta, float* c, const int* ldc);
+void dgemmt_(const char* uplo, const char* transa, const char* transb, const int* n, const int* k, const double* alpha, const double* a, const int* lda, const double* b, const int* ldb, const double* beta, double* c, const int* ldc);
+void cgemmt_(const char* uplo, const char* transa, const char* transb, const int* n, const int* k, const orb_complex8* alpha, const orb_complex8* a, const int* lda, const orb_complex8* b, const int* ldb, const orb_complex8* beta, orb_complex8* c, const int* ldc);
+void zgemmt_(const char* uplo, const char* transa, const char* transb, const int* n, const int* k, const orb_complex16* alpha, const orb_complex16* a, const int* lda, const orb_complex16* b, const int* ldb, const orb_complex16* beta, orb_complex16* c, const int* ldc);
 
 #ifdef __cplusplus
 }
