@@ -104,3 +104,51 @@ template <class T> int symm_driver(blas_op_params<T>*, blas_matrix*, blas_matrix
                                    gemm_kernel_info<T>*);
 
 }  // namespace orb::level3
+
+// ---- Exported pieces that the routine table names ------------------------------------
+#define ORB_SYX_PIECES(T, t)                                                                                     \
+  ORB_API int ORB_BLAS(x##t##syrk_fullacopybcopy)(orb::engine::blas_op_params<T>*, orb::engine::blas_matrix*,     \
+                                                  orb::engine::blas_matrix*, orb::engine::blas_matrix*,           \
+                                                  orb::engine::gemm_buffers*, orb::engine::gemm_kernel_info<T>*); \
+  ORB_API int ORB_BLAS(t##symm_fullacopybcopy)(orb::engine::blas_op_params<T>*, orb::engine::blas_matrix*,        \
+                                               orb::engine::blas_matrix*, orb::engine::blas_matrix*,              \
+                                               orb::engine::gemm_buffers*, orb::engine::gemm_kernel_info<T>*);    \
+  ORB_API void ORB_BLAS(t##syrk_lower_ker0)(const T*, const orb::engine::blas_matrix*,                            \
+                                            const orb::engine::blas_matrix*, const T*, orb::engine::blas_matrix*, \
+                                            void*);                                                               \
+  ORB_API void ORB_BLAS(t##syrk_upper_ker0)(const T*, const orb::engine::blas_matrix*,                            \
+                                            const orb::engine::blas_matrix*, const T*, orb::engine::blas_matrix*, \
+                                            void*);                                                               \
+  ORB_API void ORB_BLAS(t##syrk_mscale)(orb::engine::blas_matrix*, const T*);                                     \
+  ORB_API void ORB_BLAS(t##symm_copy_lower_left)(const orb::engine::blas_matrix*, orb::engine::blas_matrix*,      \
+                                                 const T*);                                                       \
+  ORB_API void ORB_BLAS(t##symm_copy_upper_left)(const orb::engine::blas_matrix*, orb::engine::blas_matrix*,      \
+                                                 const T*);                                                       \
+  ORB_API void ORB_BLAS(t##symm_copy_lower_right)(const orb::engine::blas_matrix*, orb::engine::blas_matrix*,     \
+                                                  const T*);                                                      \
+  ORB_API void ORB_BLAS(t##symm_copy_upper_right)(const orb::engine::blas_matrix*, orb::engine::blas_matrix*,     \
+                                                  const T*);
+ORB_SYX_PIECES(float, s)
+ORB_SYX_PIECES(double, d)
+ORB_SYX_PIECES(orb_complex8, c)
+ORB_SYX_PIECES(orb_complex16, z)
+#undef ORB_SYX_PIECES
+#define ORB_HERM_PIECES(T, t)                                                                                    \
+  ORB_API void ORB_BLAS(t##herk_lower_ker0)(const T*, const orb::engine::blas_matrix*,                            \
+                                            const orb::engine::blas_matrix*, const T*, orb::engine::blas_matrix*, \
+                                            void*);                                                               \
+  ORB_API void ORB_BLAS(t##herk_upper_ker0)(const T*, const orb::engine::blas_matrix*,                            \
+                                            const orb::engine::blas_matrix*, const T*, orb::engine::blas_matrix*, \
+                                            void*);                                                               \
+  ORB_API void ORB_BLAS(t##herk_mscale)(orb::engine::blas_matrix*, const T*);                                     \
+  ORB_API void ORB_BLAS(t##hemm_copy_lower_left)(const orb::engine::blas_matrix*, orb::engine::blas_matrix*,      \
+                                                 const T*);                                                       \
+  ORB_API void ORB_BLAS(t##hemm_copy_upper_left)(const orb::engine::blas_matrix*, orb::engine::blas_matrix*,      \
+                                                 const T*);                                                       \
+  ORB_API void ORB_BLAS(t##hemm_copy_lower_right)(const orb::engine::blas_matrix*, orb::engine::blas_matrix*,     \
+                                                  const T*);                                                      \
+  ORB_API void ORB_BLAS(t##hemm_copy_upper_right)(const orb::engine::blas_matrix*, orb::engine::blas_matrix*,     \
+                                                  const T*);
+ORB_HERM_PIECES(orb_complex8, c)
+ORB_HERM_PIECES(orb_complex16, z)
+#undef ORB_HERM_PIECES

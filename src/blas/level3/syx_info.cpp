@@ -8,9 +8,40 @@ namespace orb::level3 {
 
 using namespace orb::engine;
 
+namespace {
+
+// The exported pieces of each type, gathered so that one template fills the
+// table. The real types have no Hermitian pieces: their HERK and HEMM are
+// SYRK and SYMM.
+template <class T> struct pieces;
+#define ORB_PIECES(T, t, h, hm)                                                                     \
+  template <> struct pieces<T> {                                                                   \
+    static constexpr driver_fn<T> syrk_driver = ORB_BLAS(x##t##syrk_fullacopybcopy);               \
+    static constexpr driver_fn<T> symm_driver = ORB_BLAS(t##symm_fullacopybcopy);                  \
+    static constexpr kernel_fn<T> lower = ORB_BLAS(t##syrk_lower_ker0);                            \
+    static constexpr kernel_fn<T> upper = ORB_BLAS(t##syrk_upper_ker0);                            \
+    static constexpr scale_fn<T> scale = ORB_BLAS(t##syrk_mscale);                                 \
+    static constexpr kernel_fn<T> herm_lower = ORB_BLAS(h##_lower_ker0);                           \
+    static constexpr kernel_fn<T> herm_upper = ORB_BLAS(h##_upper_ker0);                           \
+    static constexpr scale_fn<T> herm_scale = ORB_BLAS(h##_mscale);                                \
+    static constexpr copy_fn<T> mirror[2][2][2] = {                                                \
+        {{ORB_BLAS(t##symm_copy_upper_right), ORB_BLAS(t##symm_copy_upper_left)},                  \
+         {ORB_BLAS(t##symm_copy_lower_right), ORB_BLAS(t##symm_copy_lower_left)}},                 \
+        {{ORB_BLAS(hm##_copy_upper_right), ORB_BLAS(hm##_copy_upper_left)},                  \
+         {ORB_BLAS(hm##_copy_lower_right), ORB_BLAS(hm##_copy_lower_left)}}};                \
+  };
+ORB_PIECES(float, s, ssyrk, ssymm)
+ORB_PIECES(double, d, dsyrk, dsymm)
+ORB_PIECES(orb_complex8, c, cherk, chemm)
+ORB_PIECES(orb_complex16, z, zherk, zhemm)
+#undef ORB_PIECES
+
+}  // namespace
+
 template <class T>
 void syx_kernel_info(const blas_op_params<T>* params, const blas_matrix*, const blas_matrix*, const blas_matrix*,
                      gemm_kernel_info<T>* info) {
+  using P = pieces<T>;
   const int op = params->op;
   const bool lower = params->uplo == 1;
   switch (op) {
@@ -21,27 +52,20 @@ void syx_kernel_info(const blas_op_params<T>* params, const blas_matrix*, const 
     case op_gemmt:
     case op_syr2k_half1:
     case op_syr2k_half2: {
-      const bool herm = is_complex<T> && (op == op_herk || op == op_her2k);
-      info->syrk_driver = syrk_driver<T>;
-      info->syrk_scale = herm ? herk_scale<T> : syrk_scale<T>;
-      if (herm) info->kernel = lower ? tri_ker0<T, true, true> : tri_ker0<T, false, true>;
-      else info->kernel = lower ? tri_ker0<T, true, false> : tri_ker0<T, false, false>;
+      const bool herm = op == op_herk || op == op_her2k;
+      info->syrk_driver = P::syrk_driver;
+      info->syrk_scale = herm ? P::herm_scale : P::scale;
+      if (herm) info->kernel = lower ? P::herm_lower : P::herm_upper;
+      else info->kernel = lower ? P::lower : P::upper;
       break;
     }
     case op_symm:
     case op_hemm: {
       const bool left = params->side != 1;
-      if constexpr (is_complex<T>) {
-        if (op == op_hemm) {
-          if (left) info->copy_a = lower ? mirror_copy<T, true, true, true> : mirror_copy<T, false, true, true>;
-          else info->copy_b = lower ? mirror_copy<T, true, false, true> : mirror_copy<T, false, false, true>;
-          info->driver = symm_driver<T>;
-          break;
-        }
-      }
-      if (left) info->copy_a = lower ? mirror_copy<T, true, true, false> : mirror_copy<T, false, true, false>;
-      else info->copy_b = lower ? mirror_copy<T, true, false, false> : mirror_copy<T, false, false, false>;
-      info->driver = symm_driver<T>;
+      const copy_fn<T> copy = P::mirror[op == op_hemm][lower][left];
+      if (left) info->copy_a = copy;
+      else info->copy_b = copy;
+      info->driver = P::symm_driver;
       break;
     }
     default:
