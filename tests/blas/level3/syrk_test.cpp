@@ -1,0 +1,233 @@
+// SYRK, HERK, SYR2K, HER2K and GEMMT: against the reference BLAS through
+// the standard names, bit for bit against the engine's packed GEMM, the
+// untouched other triangle, thread counts, builds and failed allocations.
+#include "tests/blas/level3/syx_support.hpp"
+
+namespace {
+
+using namespace orb::test;
+using namespace orb::test::syx;
+
+// Operators each family takes, by type.
+template <class T>
+std::vector<std::pair<char, char>> operators(fam f) {
+  if (f == fam::gemmt) {
+    if constexpr (cplx<T>) return {{'N', 'N'}, {'T', 'C'}, {'C', 'N'}, {'N', 'T'}};
+    else return {{'N', 'N'}, {'T', 'N'}, {'N', 'T'}, {'T', 'T'}, {'C', 'N'}};
+  }
+  if (f == fam::herk || f == fam::her2k) return {{'N', 0}, {'C', 0}};
+  if constexpr (cplx<T>) return {{'N', 0}, {'T', 0}};
+  else return {{'N', 0}, {'T', 0}, {'C', 0}};
+}
+
+template <class T>
+std::vector<fam> families() {
+  if constexpr (cplx<T>) return {fam::syrk, fam::herk, fam::syr2k, fam::her2k, fam::gemmt};
+  else return {fam::syrk, fam::syr2k, fam::gemmt};
+}
+
+struct size_case {
+  int n, k;
+};
+// Tile tails of every type, several K blocks (400: 200 + 200), the short
+// cut of SYR2K on both sides of 128, k of 0.
+const size_case kSizes[] = {{1, 1}, {7, 3}, {33, 70}, {50, 400}, {128, 9}, {129, 9}, {200, 30}, {17, 0}};
+
+template <class T>
+void against_reference() {
+  const T alphas[] = {make<T>(0.75, -0.5), make<T>(1), make<T>(0)};
+  const T betas[] = {make<T>(2), make<T>(0), make<T>(1), make<T>(-0.5, 0.25)};
+  int variant = 0;
+  for (fam f : families<T>())
+    for (auto ops : operators<T>(f))
+      for (char uplo : {'U', 'L'})
+        for (const size_case& s : kSizes) {
+          ++variant;
+          const T alpha = alphas[variant % 3 == 2 && s.n > 7 ? 0 : variant % 2];
+          const T beta = betas[variant % 4];
+          const char tb = f == fam::gemmt ? ops.second : 0;
+          tri_problem<T> p(f, uplo, ops.first, tb, s.n, s.k, variant % 3, alpha, beta, unsigned(variant));
+          SCOPED_TRACE(::testing::Message() << p);
+          const int terms = (f == fam::syr2k || f == fam::her2k ? 2 : 1) * s.k;
+          ASSERT_TRUE(triangle_near(p, p.run_ours(), p.run_reference(), terms));
+        }
+}
+
+TEST(SyrkFamily, SingleAgainstReference) { against_reference<float>(); }
+TEST(SyrkFamily, DoubleAgainstReference) { against_reference<double>(); }
+TEST(SyrkFamily, ComplexAgainstReference) { against_reference<orb_complex8>(); }
+TEST(SyrkFamily, DoubleComplexAgainstReference) { against_reference<orb_complex16>(); }
+
+// SYR2K on the edges of the short cut: 128 and 129, beta 2 and 0, both
+// triangles, against the reference.
+TEST(SyrkFamily, Syr2kShortCutEdges) {
+  for (int n : {128, 129})
+    for (double beta : {2.0, 0.0})
+      for (char uplo : {'U', 'L'}) {
+        tri_problem<double> p(fam::syr2k, uplo, 'T', 0, n, 21, 3, 0.5, beta, unsigned(n));
+        SCOPED_TRACE(::testing::Message() << p);
+        EXPECT_TRUE(triangle_near(p, p.run_ours(), p.run_reference(), 42));
+        tri_problem<orb_complex16> q(fam::her2k, uplo, 'N', 0, n, 21, 1, make<orb_complex16>(0.5, 1),
+                                     make<orb_complex16>(beta), unsigned(n));
+        EXPECT_TRUE(triangle_near(q, q.run_ours(), q.run_reference(), 42));
+      }
+}
+
+// The engine path against x?gemm_packed on the same operands: the stored
+// triangle has the bits of the full product's (SYR2K and HER2K: two
+// products, the second with beta 1; HERK and HER2K but their diagonals,
+// whose real parts agree and whose imaginary parts are 0).
+template <class T>
+void exact_against_packed_gemm() {
+  auto packed = gemm::engine_fn<gemm_fn<T>>(std::string("x") + scalar<T>::x + "gemm_packed");
+  ASSERT_NE(packed, nullptr);
+  const T betas[] = {make<T>(0), make<T>(1), make<T>(-1.5, 0.5)};
+  int v = 0;
+  for (fam f : families<T>())
+    for (auto ops : operators<T>(f))
+      for (char uplo : {'U', 'L'}) {
+        ++v;
+        const int n = 130 + v % 5, k = v % 4 == 1 ? 400 : 37;
+        const char tb = f == fam::gemmt ? ops.second : 0;
+        tri_problem<T> p(f, uplo, ops.first, tb, n, k, v % 2, make<T>(0.5, -0.75), betas[v % 3], unsigned(v));
+        SCOPED_TRACE(::testing::Message() << p);
+        const std::vector<T> got = p.run(false, gemm::current_tag());
+        // The full products.
+        std::vector<T> full = p.c;
+        for (auto& e : full)
+          if (std::isnan(re(e))) e = make<T>(0);
+        const bool herm = p.hermitian();
+        const char other = herm ? 'C' : 'T';
+        char x = p.ta, y = f == fam::gemmt ? p.tb : (p.ta == 'N' ? other : 'N');
+        const char sx[2] = {x, 0}, sy[2] = {y, 0};
+        const T* second = f == fam::syrk || f == fam::herk ? p.a.data() : p.b.data();
+        const int ld2 = f == fam::syrk || f == fam::herk ? p.lda : p.ldb;
+        packed(sx, sy, &n, &n, &k, &p.alpha, p.a.data(), &p.lda, second, &ld2, &p.beta, full.data(), &p.ldc);
+        if (f == fam::syr2k || f == fam::her2k) {
+          const T one = make<T>(1), alpha2 = herm ? conj(p.alpha) : p.alpha;
+          packed(sx, sy, &n, &n, &k, &alpha2, p.b.data(), &p.ldb, p.a.data(), &p.lda, &one, full.data(), &p.ldc);
+        }
+        for (int j = 0; j < n; ++j)
+          for (int i = 0; i < p.ldc; ++i) {
+            const std::size_t e = i + std::size_t(j) * p.ldc;
+            if (!p.stored(i, j)) {
+              ASSERT_TRUE(same_bits(got[e], p.c[e])) << "outside " << i << ',' << j;
+            } else if (herm && i == j) {
+              ASSERT_TRUE(same_bits(re(got[e]), re(full[e]))) << "diagonal " << i;
+              ASSERT_EQ(im(got[e]), 0) << "diagonal " << i;
+            } else {
+              ASSERT_TRUE(same_bits(got[e], full[e])) << i << ',' << j;
+            }
+          }
+      }
+}
+
+TEST(SyrkFamily, SingleEqualsPackedGemm) { exact_against_packed_gemm<float>(); }
+TEST(SyrkFamily, DoubleEqualsPackedGemm) { exact_against_packed_gemm<double>(); }
+TEST(SyrkFamily, ComplexEqualsPackedGemm) { exact_against_packed_gemm<orb_complex8>(); }
+TEST(SyrkFamily, DoubleComplexEqualsPackedGemm) { exact_against_packed_gemm<orb_complex16>(); }
+
+// Beta 0 clears NaN in the stored triangle (k 0 included); HERK makes the
+// diagonal real even at beta 1.
+TEST(SyrkFamily, BetaZeroClearsAndHerkDiagonalIsReal) {
+  for (int k : {0, 5, 300}) {
+    tri_problem<double> p(fam::syrk, 'L', 'N', 0, 40, k, 2, 1.0, 0.0, 3);
+    for (int j = 0; j < p.n; ++j)
+      for (int i = j; i < p.n; ++i) p.c[i + std::size_t(j) * p.ldc] = std::nan("");
+    EXPECT_TRUE(triangle_near(p, p.run_ours(), p.run_reference(), k + 1));
+  }
+  tri_problem<orb_complex8> h(fam::herk, 'U', 'C', 0, 30, 12, 0, make<orb_complex8>(1), make<orb_complex8>(1), 4);
+  for (int j = 0; j < h.n; ++j) h.c[j + std::size_t(j) * h.ldc].im = 3;
+  const auto got = h.run_ours();
+  for (int j = 0; j < h.n; ++j) EXPECT_EQ(got[j + std::size_t(j) * h.ldc].im, 0.0f);
+  EXPECT_TRUE(triangle_near(h, got, h.run_reference(), 13));
+}
+
+// Quick returns read and write nothing.
+TEST(SyrkFamily, QuickReturnsTouchNothing) {
+  auto* bad = static_cast<double*>(faulting_pointer());
+  const int n = 5, k = 3, zero = 0, ld = 5;
+  const double one = 1, nil = 0;
+  dsyrk_("U", "N", &zero, &k, &one, bad, &ld, &nil, bad, &ld);
+  dsyrk_("U", "N", &n, &k, &nil, bad, &ld, &one, bad, &ld);
+  dsyrk_("L", "T", &n, &zero, &one, bad, &ld, &one, bad, &ld);
+  dsyr2k_("L", "N", &n, &k, &nil, bad, &ld, bad, &ld, &one, bad, &ld);
+  dgemmt_("U", "N", "T", &n, &zero, &one, bad, &ld, bad, &ld, &one, bad, &ld);
+  const float fone = 1, fnil = 0;
+  auto* cbad = static_cast<orb_complex8*>(faulting_pointer());
+  cherk_("U", "C", &n, &k, &fnil, cbad, &ld, &fone, cbad, &ld);
+  SUCCEED();
+}
+
+// 1, 2 and 3 threads give the same bits, below and above the size from
+// which a call is split.
+TEST(SyrkFamily, ThreadCountsGiveTheSameBits) {
+  for (fam f : families<orb_complex16>())
+    for (int n : {100, 200}) {
+      tri_problem<orb_complex16> p(f, n == 100 ? 'U' : 'L', f == fam::herk || f == fam::her2k ? 'C' : 'T', 'N', n,
+                                   n == 100 ? 60 : 150, 1, make<orb_complex16>(0.5, 0.25), make<orb_complex16>(0),
+                                   7);
+      SCOPED_TRACE(::testing::Message() << p);
+      std::vector<orb_complex16> one;
+      {
+        thread_count t(1);
+        one = p.run_ours();
+      }
+      EXPECT_TRUE(triangle_near(p, one, p.run_reference(), 2 * p.k));
+      for (int threads : {2, 3}) {
+        thread_count t(threads);
+        EXPECT_TRUE(all_same_bits(p.run_ours(), one)) << threads << " threads";
+      }
+    }
+}
+
+// Every build gives the same bits.
+TEST(SyrkFamily, BuildsAgreeBitForBit) {
+  const auto builds = runnable_builds();
+  for (fam f : families<float>())
+    for (int n : {50, 150}) {
+      tri_problem<float> p(f, 'L', 'T', 'N', n, 70, 1, 0.5f, n == 50 ? 2.0f : 0.0f, 9);
+      const auto first = p.run(false, builds[0]);
+      for (const char* tag : builds) EXPECT_TRUE(all_same_bits(p.run(false, tag), first)) << tag << ' ' << p;
+    }
+  tri_problem<orb_complex8> h(fam::her2k, 'U', 'N', 0, 140, 33, 0, make<orb_complex8>(1, 2), make<orb_complex8>(3),
+                              2);
+  const auto first = h.run(false, builds[0]);
+  for (const char* tag : builds) EXPECT_TRUE(all_same_bits(h.run(false, tag), first)) << tag;
+}
+
+// A failed allocation at each allocation of a call (SYR2K: the first and
+// the second pass, the short cut) gives the right numbers and leaks nothing.
+template <class T>
+void allocation_failures(tri_problem<T> p) {
+  SCOPED_TRACE(::testing::Message() << p);
+  const auto want = p.run_reference();
+  const long live = orb_test_live_blocks();
+  const long before = orb_test_allocation_count();
+  (void)p.run_ours();
+  const long count = orb_test_allocation_count() - before;
+  ASSERT_GE(count, 1);
+  for (long nth = 1; nth <= count + 1; ++nth)
+    for (int persistent : {0, 1}) {
+      orb_test_fail_allocation(nth, persistent);
+      const auto got = p.run_ours();
+      orb_test_fail_allocation(0, 0);
+      EXPECT_TRUE(triangle_near(p, got, want, 2 * p.k + 2)) << "failing allocation " << nth << " " << persistent;
+      EXPECT_EQ(orb_test_live_blocks(), live);
+    }
+}
+
+TEST(SyrkFamily, AllocationFailures) {
+  allocation_failures(tri_problem<double>(fam::syrk, 'L', 'N', 0, 150, 40, 1, 0.5, 2.0, 1));
+  allocation_failures(tri_problem<double>(fam::syr2k, 'U', 'T', 0, 150, 40, 1, 0.5, 2.0, 2));
+  allocation_failures(tri_problem<double>(fam::syr2k, 'L', 'N', 0, 60, 40, 1, 0.5, 2.0, 3));
+  allocation_failures(tri_problem<float>(fam::gemmt, 'U', 'N', 'T', 150, 40, 1, 0.5f, 0.0f, 4));
+  allocation_failures(tri_problem<orb_complex8>(fam::herk, 'U', 'C', 0, 150, 40, 1, make<orb_complex8>(1),
+                                                make<orb_complex8>(0.5), 5));
+  allocation_failures(tri_problem<orb_complex16>(fam::her2k, 'L', 'N', 0, 150, 40, 1, make<orb_complex16>(1, 1),
+                                                 make<orb_complex16>(0.5), 6));
+  allocation_failures(tri_problem<orb_complex16>(fam::her2k, 'U', 'C', 0, 90, 40, 1, make<orb_complex16>(1, 1),
+                                                 make<orb_complex16>(0.5), 7));
+}
+
+}  // namespace

@@ -1,0 +1,319 @@
+// Illegal arguments of SYMM, HEMM, SYRK, HERK, SYR2K, HER2K and GEMMT in
+// the three forms (orb_blas_*, the Fortran names, CBLAS in both layouts):
+// the first illegal argument is reported with the reference routine's name
+// and position, and C is not touched. Also the verbose line.
+#include <cctype>
+
+#include "tests/blas/level3/syx_support.hpp"
+
+namespace {
+std::string g_name;
+int g_info = 0, g_calls = 0;
+std::string g_cblas_name;
+int g_cblas_info = 0, g_cblas_calls = 0;
+}  // namespace
+
+extern "C" void xerbla_(const char* name, const int* info, std::size_t len) {
+  g_name.assign(name, len);
+  while (!g_name.empty() && g_name.back() == ' ') g_name.pop_back();
+  g_info = *info;
+  ++g_calls;
+}
+extern "C" void cblas_xerbla(int p, const char* rout, const char*, ...) {
+  g_cblas_name = rout;
+  g_cblas_info = p;
+  ++g_cblas_calls;
+}
+
+namespace {
+
+using namespace orb::test;
+using namespace orb::test::syx;
+
+// All arrays point at a page that faults on any access: a report must
+// come before any element is read or written.
+void* bad() { return faulting_pointer(); }
+
+std::string upper(std::string s) {
+  for (auto& ch : s) ch = char(std::toupper(static_cast<unsigned char>(ch)));
+  return s;
+}
+
+// One illegal call in the Fortran form and the orb_blas_ form.
+template <class F, class... A>
+void expect_report(const std::string& name, int pos, A... args) {
+  for (const std::string& sym : {name + "_", "orb_blas_" + name}) {
+    g_calls = 0;
+    auto f = ours<F>(sym);
+    ASSERT_NE(f, nullptr);
+    f(args...);
+    EXPECT_EQ(g_calls, 1) << sym;
+    EXPECT_EQ(g_info, pos) << sym;
+    EXPECT_EQ(g_name, upper(name)) << sym;
+  }
+}
+template <class F, class... A>
+void expect_cblas(const std::string& name, int pos, A... args) {
+  g_cblas_calls = 0;
+  auto f = ours<F>("cblas_" + name);
+  ASSERT_NE(f, nullptr);
+  f(args...);
+  EXPECT_EQ(g_cblas_calls, 1) << name << " position " << pos;
+  EXPECT_EQ(g_cblas_info, pos) << name;
+  EXPECT_EQ(g_cblas_name, "cblas_" + name);
+}
+
+constexpr int kCol = 102, kRow = 101, kUpper = 121, kLower = 122, kNoTrans = 111, kTrans = 112, kConjTrans = 113,
+              kLeft = 141, kRight = 142;
+
+using fsyrk = void (*)(const char*, const char*, const int*, const int*, const void*, const void*, const int*,
+                       const void*, void*, const int*);
+using fsyr2k = void (*)(const char*, const char*, const int*, const int*, const void*, const void*, const int*,
+                        const void*, const int*, const void*, void*, const int*);
+using fsymm = fsyr2k;
+using fgemmt = void (*)(const char*, const char*, const char*, const int*, const int*, const void*, const void*,
+                        const int*, const void*, const int*, const void*, void*, const int*);
+
+// S: how CBLAS takes alpha (a real by value, a complex by address), B: beta.
+template <class S, class B>
+using csyrk = void (*)(int, int, int, int, int, S, const void*, int, B, void*, int);
+template <class S, class B>
+using csyr2k = void (*)(int, int, int, int, int, S, const void*, int, const void*, int, B, void*, int);
+template <class S>
+using csymm = void (*)(int, int, int, int, int, S, const void*, int, const void*, int, S, void*, int);
+template <class S>
+using cgemmt = void (*)(int, int, int, int, int, int, S, const void*, int, const void*, int, S, void*, int);
+
+template <class S> S scalar_arg() {
+  if constexpr (std::is_pointer_v<S>) {
+    static double z[2] = {1, 0};
+    return z;
+  } else {
+    return S(1);
+  }
+}
+
+// SYRK and HERK: uplo 1, trans 2, n 3, k 4, lda 7, ldc 10. `refused` is the
+// operator letter the routine does not take (0: none).
+template <class S, class B>
+void rank_k(const std::string& name, char refused, int refused_enum) {
+  const int n = 3, k = 2, neg = -1, one = 1, ld = 3;
+  const void* x = bad();
+  void* c = bad();
+  expect_report<fsyrk>(name, 1, "X", "N", &n, &k, x, x, &ld, x, c, &ld);
+  expect_report<fsyrk>(name, 2, "U", "X", &n, &k, x, x, &ld, x, c, &ld);
+  if (refused) {
+    const char r[2] = {refused, 0};
+    expect_report<fsyrk>(name, 2, "U", r, &n, &k, x, x, &ld, x, c, &ld);
+  }
+  expect_report<fsyrk>(name, 3, "L", "N", &neg, &k, x, x, &ld, x, c, &ld);
+  expect_report<fsyrk>(name, 4, "L", "N", &n, &neg, x, x, &ld, x, c, &ld);
+  expect_report<fsyrk>(name, 7, "L", "N", &n, &k, x, x, &one, x, c, &ld);
+  expect_report<fsyrk>(name, 10, "U", "N", &n, &k, x, x, &ld, x, c, &one);
+  const S al = scalar_arg<S>();
+  const B be = scalar_arg<B>();
+  expect_cblas<csyrk<S, B>>(name, 1, 0, kUpper, kNoTrans, n, k, al, x, ld, be, c, ld);
+  expect_cblas<csyrk<S, B>>(name, 2, kCol, 0, kNoTrans, n, k, al, x, ld, be, c, ld);
+  expect_cblas<csyrk<S, B>>(name, 3, kRow, kLower, 0, n, k, al, x, ld, be, c, ld);
+  if (refused_enum) expect_cblas<csyrk<S, B>>(name, 3, kCol, kLower, refused_enum, n, k, al, x, ld, be, c, ld);
+  for (int layout : {kCol, kRow}) {
+    expect_cblas<csyrk<S, B>>(name, 4, layout, kLower, kNoTrans, -1, k, al, x, ld, be, c, ld);
+    expect_cblas<csyrk<S, B>>(name, 5, layout, kLower, kNoTrans, n, -1, al, x, ld, be, c, ld);
+    // Row-major A is n x k with k per row: the transposed call reads it.
+    expect_cblas<csyrk<S, B>>(name, 8, layout, kUpper, kNoTrans, n, k, al, x, layout == kCol ? n - 1 : k - 1, be, c,
+                              ld);
+    expect_cblas<csyrk<S, B>>(name, 11, layout, kUpper, kNoTrans, n, k, al, x, ld, be, c, n - 1);
+  }
+}
+
+// SYR2K and HER2K: uplo 1, trans 2, n 3, k 4, lda 7, ldb 9, ldc 12.
+template <class S, class B>
+void rank_2k(const std::string& name, char refused, int refused_enum) {
+  const int n = 3, k = 2, neg = -1, one = 1, ld = 3;
+  const void* x = bad();
+  void* c = bad();
+  expect_report<fsyr2k>(name, 1, "X", "N", &n, &k, x, x, &ld, x, &ld, x, c, &ld);
+  expect_report<fsyr2k>(name, 2, "U", "X", &n, &k, x, x, &ld, x, &ld, x, c, &ld);
+  if (refused) {
+    const char r[2] = {refused, 0};
+    expect_report<fsyr2k>(name, 2, "U", r, &n, &k, x, x, &ld, x, &ld, x, c, &ld);
+  }
+  expect_report<fsyr2k>(name, 3, "L", "N", &neg, &k, x, x, &ld, x, &ld, x, c, &ld);
+  expect_report<fsyr2k>(name, 4, "L", "N", &n, &neg, x, x, &ld, x, &ld, x, c, &ld);
+  expect_report<fsyr2k>(name, 7, "L", "N", &n, &k, x, x, &one, x, &ld, x, c, &ld);
+  expect_report<fsyr2k>(name, 9, "L", "N", &n, &k, x, x, &ld, x, &one, x, c, &ld);
+  expect_report<fsyr2k>(name, 12, "U", "N", &n, &k, x, x, &ld, x, &ld, x, c, &one);
+  const void* al = scalar_arg<const double*>();
+  const B be = scalar_arg<B>();
+  using F = csyr2k<const void*, B>;
+  expect_cblas<F>(name, 1, 0, kUpper, kNoTrans, n, k, al, x, ld, x, ld, be, c, ld);
+  expect_cblas<F>(name, 2, kRow, 0, kNoTrans, n, k, al, x, ld, x, ld, be, c, ld);
+  expect_cblas<F>(name, 3, kCol, kLower, 0, n, k, al, x, ld, x, ld, be, c, ld);
+  if (refused_enum) expect_cblas<F>(name, 3, kRow, kLower, refused_enum, n, k, al, x, ld, x, ld, be, c, ld);
+  for (int layout : {kCol, kRow}) {
+    const int short_ld = layout == kCol ? n - 1 : k - 1;
+    expect_cblas<F>(name, 4, layout, kLower, kNoTrans, -1, k, al, x, ld, x, ld, be, c, ld);
+    expect_cblas<F>(name, 5, layout, kLower, kNoTrans, n, -1, al, x, ld, x, ld, be, c, ld);
+    expect_cblas<F>(name, 8, layout, kUpper, kNoTrans, n, k, al, x, short_ld, x, ld, be, c, ld);
+    expect_cblas<F>(name, 10, layout, kUpper, kNoTrans, n, k, al, x, ld, x, short_ld, be, c, ld);
+    expect_cblas<F>(name, 13, layout, kUpper, kNoTrans, n, k, al, x, ld, x, ld, be, c, n - 1);
+  }
+}
+
+// The real forms of SYR2K take alpha by value in CBLAS.
+template <class S>
+void rank_2k_real(const std::string& name) {
+  const int n = 3, k = 2, ld = 3;
+  const void* x = bad();
+  void* c = bad();
+  using F = csyr2k<S, S>;
+  expect_cblas<F>(name, 1, 0, kUpper, kNoTrans, n, k, S(1), x, ld, x, ld, S(1), c, ld);
+  expect_cblas<F>(name, 3, kCol, kLower, 0, n, k, S(1), x, ld, x, ld, S(1), c, ld);
+  expect_cblas<F>(name, 10, kRow, kUpper, kTrans, n, k, S(1), x, ld, x, n - 1, S(1), c, ld);
+  expect_cblas<F>(name, 13, kCol, kUpper, kConjTrans, n, k, S(1), x, ld, x, ld, S(1), c, 2);
+}
+
+// SYMM and HEMM: side 1, uplo 2, m 3, n 4, lda 7, ldb 9, ldc 12. In
+// row-major order m and n trade places in the call that is run.
+template <class S>
+void symm(const std::string& name) {
+  const int m = 3, n = 2, neg = -1, one = 1, ld = 3;
+  const void* x = bad();
+  void* c = bad();
+  expect_report<fsymm>(name, 1, "X", "U", &m, &n, x, x, &ld, x, &ld, x, c, &ld);
+  expect_report<fsymm>(name, 2, "L", "X", &m, &n, x, x, &ld, x, &ld, x, c, &ld);
+  expect_report<fsymm>(name, 3, "L", "U", &neg, &n, x, x, &ld, x, &ld, x, c, &ld);
+  expect_report<fsymm>(name, 4, "R", "U", &m, &neg, x, x, &ld, x, &ld, x, c, &ld);
+  expect_report<fsymm>(name, 7, "L", "U", &m, &n, x, x, &one, x, &ld, x, c, &ld);
+  expect_report<fsymm>(name, 7, "R", "L", &m, &n, x, x, &one, x, &ld, x, c, &ld);
+  expect_report<fsymm>(name, 9, "R", "L", &m, &n, x, x, &ld, x, &one, x, c, &ld);
+  expect_report<fsymm>(name, 12, "R", "L", &m, &n, x, x, &ld, x, &ld, x, c, &one);
+  const S s = scalar_arg<S>();
+  using F = csymm<S>;
+  expect_cblas<F>(name, 1, 0, kLeft, kUpper, m, n, s, x, ld, x, ld, s, c, ld);
+  expect_cblas<F>(name, 2, kCol, 0, kUpper, m, n, s, x, ld, x, ld, s, c, ld);
+  expect_cblas<F>(name, 3, kRow, kRight, 0, m, n, s, x, ld, x, ld, s, c, ld);
+  expect_cblas<F>(name, 4, kCol, kLeft, kUpper, -1, n, s, x, ld, x, ld, s, c, ld);
+  expect_cblas<F>(name, 5, kRow, kLeft, kUpper, -1, n, s, x, ld, x, ld, s, c, ld);
+  expect_cblas<F>(name, 5, kCol, kLeft, kUpper, m, -1, s, x, ld, x, ld, s, c, ld);
+  expect_cblas<F>(name, 4, kRow, kLeft, kUpper, m, -1, s, x, ld, x, ld, s, c, ld);
+  expect_cblas<F>(name, 8, kCol, kLeft, kUpper, m, n, s, x, m - 1, x, ld, s, c, ld);
+  expect_cblas<F>(name, 10, kCol, kLeft, kUpper, m, n, s, x, ld, x, m - 1, s, c, ld);
+  expect_cblas<F>(name, 10, kRow, kLeft, kUpper, m, n, s, x, ld, x, n - 1, s, c, ld);
+  expect_cblas<F>(name, 13, kRow, kRight, kLower, m, n, s, x, ld, x, ld, s, c, n - 1);
+}
+
+// GEMMT: uplo 1, transa 2, transb 3, n 4, k 5, lda 8, ldb 10, ldc 13. In
+// row-major order the operands trade places in the call that is run.
+template <class S>
+void gemmt(const std::string& name) {
+  const int n = 3, k = 2, neg = -1, one = 1, ld = 3;
+  const void* x = bad();
+  void* c = bad();
+  expect_report<fgemmt>(name, 1, "X", "N", "N", &n, &k, x, x, &ld, x, &ld, x, c, &ld);
+  expect_report<fgemmt>(name, 2, "U", "X", "N", &n, &k, x, x, &ld, x, &ld, x, c, &ld);
+  expect_report<fgemmt>(name, 3, "U", "N", "X", &n, &k, x, x, &ld, x, &ld, x, c, &ld);
+  expect_report<fgemmt>(name, 4, "U", "N", "N", &neg, &k, x, x, &ld, x, &ld, x, c, &ld);
+  expect_report<fgemmt>(name, 5, "U", "N", "N", &n, &neg, x, x, &ld, x, &ld, x, c, &ld);
+  expect_report<fgemmt>(name, 8, "U", "N", "N", &n, &k, x, x, &one, x, &ld, x, c, &ld);
+  expect_report<fgemmt>(name, 8, "L", "T", "N", &n, &k, x, x, &one, x, &ld, x, c, &ld);
+  expect_report<fgemmt>(name, 10, "L", "N", "N", &n, &k, x, x, &ld, x, &one, x, c, &ld);
+  expect_report<fgemmt>(name, 10, "L", "N", "C", &n, &k, x, x, &ld, x, &k, x, c, &ld);
+  expect_report<fgemmt>(name, 13, "L", "C", "T", &n, &k, x, x, &ld, x, &ld, x, c, &k);
+  const S s = scalar_arg<S>();
+  using F = cgemmt<S>;
+  expect_cblas<F>(name, 1, 0, kUpper, kNoTrans, kNoTrans, n, k, s, x, ld, x, ld, s, c, ld);
+  expect_cblas<F>(name, 2, kCol, 0, kNoTrans, kNoTrans, n, k, s, x, ld, x, ld, s, c, ld);
+  expect_cblas<F>(name, 3, kRow, kUpper, 0, kNoTrans, n, k, s, x, ld, x, ld, s, c, ld);
+  expect_cblas<F>(name, 4, kCol, kUpper, kNoTrans, 0, n, k, s, x, ld, x, ld, s, c, ld);
+  expect_cblas<F>(name, 5, kRow, kUpper, kNoTrans, kTrans, -1, k, s, x, ld, x, ld, s, c, ld);
+  expect_cblas<F>(name, 6, kCol, kUpper, kNoTrans, kTrans, n, -1, s, x, ld, x, ld, s, c, ld);
+  expect_cblas<F>(name, 9, kCol, kUpper, kNoTrans, kTrans, n, k, s, x, n - 1, x, ld, s, c, ld);
+  // Row-major: A (n x k, lda >= k) is the second operand of the call run.
+  expect_cblas<F>(name, 11, kRow, kUpper, kNoTrans, kTrans, n, k, s, x, k - 1, x, ld, s, c, ld);
+  expect_cblas<F>(name, 9, kRow, kUpper, kNoTrans, kNoTrans, n, k, s, x, ld, x, n - 1, s, c, ld);
+  expect_cblas<F>(name, 14, kRow, kLower, kConjTrans, kTrans, n, k, s, x, ld, x, ld, s, c, n - 1);
+}
+
+TEST(SyxErrors, RankK) {
+  rank_k<float, float>("ssyrk", 0, 0);
+  rank_k<double, double>("dsyrk", 0, 0);
+  rank_k<const double*, const double*>("csyrk", 'C', kConjTrans);
+  rank_k<const double*, const double*>("zsyrk", 'C', kConjTrans);
+  rank_k<float, float>("cherk", 'T', kTrans);
+  rank_k<double, double>("zherk", 'T', kTrans);
+}
+
+TEST(SyxErrors, Rank2K) {
+  rank_2k<const double*, const double*>("csyr2k", 'C', kConjTrans);
+  rank_2k<const double*, const double*>("zsyr2k", 'C', kConjTrans);
+  rank_2k<const double*, float>("cher2k", 'T', kTrans);
+  rank_2k<const double*, double>("zher2k", 'T', kTrans);
+  rank_2k_real<float>("ssyr2k");
+  rank_2k_real<double>("dsyr2k");
+  const int n = 3, k = 2, one = 1;
+  expect_report<fsyr2k>("ssyr2k", 9, "U", "T", &n, &k, bad(), bad(), &k, bad(), &one, bad(), bad(), &n);
+  expect_report<fsyr2k>("dsyr2k", 7, "U", "C", &n, &k, bad(), bad(), &one, bad(), &k, bad(), bad(), &n);
+}
+
+TEST(SyxErrors, SymmHemm) {
+  symm<float>("ssymm");
+  symm<double>("dsymm");
+  symm<const double*>("csymm");
+  symm<const double*>("zsymm");
+  symm<const double*>("chemm");
+  symm<const double*>("zhemm");
+}
+
+TEST(SyxErrors, Gemmt) {
+  gemmt<float>("sgemmt");
+  gemmt<double>("dgemmt");
+  gemmt<const double*>("cgemmt");
+  gemmt<const double*>("zgemmt");
+}
+
+// CBLAS GEMMT in row-major order: the same product as the column-major
+// call on the transposes (alpha then enters the other operand, so to
+// rounding), the other triangle untouched.
+TEST(SyxErrors, CblasGemmtLayouts) {
+  const int n = 9, k = 5;
+  const auto a = random_matrix<double>(n * k, 1), b = random_matrix<double>(n * k, 2);
+  auto c = random_matrix<double>(n * n, 3);
+  // ct holds the row-major C column by column.
+  std::vector<double> ct(c.size());
+  for (int i = 0; i < n; ++i)
+    for (int j = 0; j < n; ++j) ct[i + j * n] = c[j + i * n];
+  const auto before = c;
+  // Row-major: C (n x n) = A (n x k) B' with B n x k, upper triangle.
+  ours<cgemmt<double>>("cblas_dgemmt")(kRow, kUpper, kNoTrans, kTrans, n, k, 0.5, a.data(), k, b.data(), k, 2.0,
+                                       c.data(), n);
+  // The same in column-major terms: the row-major A and B are A' and B'.
+  ours<cgemmt<double>>("cblas_dgemmt")(kCol, kUpper, kTrans, kNoTrans, n, k, 0.5, a.data(), k, b.data(), k, 2.0,
+                                       ct.data(), n);
+  for (int i = 0; i < n; ++i)
+    for (int j = 0; j < n; ++j) {
+      if (j >= i) EXPECT_NEAR(c[j + i * n], ct[i + j * n], 1e-14) << i << ',' << j;
+      else EXPECT_TRUE(same_bits(c[j + i * n], before[j + i * n])) << i << ',' << j;
+    }
+}
+
+// ORB_VERBOSE prints one line per call, as level 2 does.
+TEST(SyxErrors, VerboseLine) {
+  const int n = 2, k = 1, ld = 2;
+  double a[2] = {1, 2}, c[4] = {0, 0, 0, 0};
+  const double one = 1;
+  int* mode = orb_serv_verbose_mode();
+  const int saved = *mode;
+  *mode = 1;
+  ::testing::internal::CaptureStdout();
+  dsyrk_("L", "N", &n, &k, &one, a, &ld, &one, c, &ld);
+  const std::string out = ::testing::internal::GetCapturedStdout();
+  *mode = saved;
+  EXPECT_NE(out.find("DSYRK(L,N,2,1,"), std::string::npos) << out;
+  EXPECT_EQ(c[0], 1);
+  EXPECT_EQ(c[1], 2);
+  EXPECT_EQ(c[3], 4);
+  EXPECT_EQ(c[2], 0);
+}
+
+}  // namespace
