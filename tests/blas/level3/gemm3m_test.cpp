@@ -399,16 +399,16 @@ void bad_arguments() {
     } else {
       cgemm3m_(&t.ta, &t.tb, &t.m, &t.n, &t.k, &alpha, a.data(), &t.lda, b.data(), &t.ldb, &beta, c.data(), &t.ldc);
     }
-    EXPECT_EQ(xerbla_capture::name, upper + "GEMM3M");
-    EXPECT_EQ(xerbla_capture::position, t.position);
+    EXPECT_EQ(xerbla_capture::fortran().name, upper + "GEMM3M");
+    EXPECT_EQ(xerbla_capture::fortran().info, t.position);
     xerbla_capture::reset();
     if constexpr (cx<C>::x[0] == 'z') {
       dzgemm_(&t.ta, &t.tb, &t.m, &t.n, &t.k, &alpha, ra.data(), &t.lda, b.data(), &t.ldb, &beta, c.data(), &t.ldc);
     } else {
       scgemm_(&t.ta, &t.tb, &t.m, &t.n, &t.k, &alpha, ra.data(), &t.lda, b.data(), &t.ldb, &beta, c.data(), &t.ldc);
     }
-    EXPECT_EQ(xerbla_capture::name, mixed_name);
-    EXPECT_EQ(xerbla_capture::position, t.position);
+    EXPECT_EQ(xerbla_capture::fortran().name, mixed_name);
+    EXPECT_EQ(xerbla_capture::fortran().info, t.position);
     // CBLAS, column-major: the same check, one position later; row-major:
     // the transposed call's check (m and n, lda and ldb trade places).
     const auto cb = cx<C>::x[0] == 'z' ? &cblas_zgemm3m : &cblas_cgemm3m;
@@ -416,8 +416,8 @@ void bad_arguments() {
     xerbla_capture::reset();
     cb(CblasColMajor, op(t.ta), op(t.tb), t.m, t.n, t.k, &alpha, a.data(), t.lda, b.data(), t.ldb, &beta, c.data(),
        t.ldc);
-    EXPECT_EQ(xerbla_capture::cblas_name, std::string("cblas_") + cx<C>::x + "gemm3m");
-    EXPECT_EQ(xerbla_capture::cblas_position, t.position + 1);
+    EXPECT_EQ(xerbla_capture::cblas().name, std::string("cblas_") + cx<C>::x + "gemm3m");
+    EXPECT_EQ(xerbla_capture::cblas().info, t.position + 1);
     for (const C& e : c) EXPECT_TRUE(same_bits(e, mk<C>(3, 4)));
   }
   // Row-major: the rows of C are its leading dimension.
@@ -436,7 +436,7 @@ void bad_arguments() {
     xerbla_capture::reset();
     cb(r.layout, CBLAS_TRANSPOSE(r.ta), CblasNoTrans, r.m, r.n, r.k, &alpha, a.data(), r.lda, b.data(), r.ldb, &beta,
        c.data(), r.ldc);
-    EXPECT_EQ(xerbla_capture::cblas_position, r.position) << "row-major case " << &r - rows;
+    EXPECT_EQ(xerbla_capture::cblas().info, r.position) << "row-major case " << &r - rows;
   }
   for (const C& e : c) EXPECT_TRUE(same_bits(e, mk<C>(3, 4)));
 }

@@ -5,25 +5,7 @@
 #include <cctype>
 
 #include "tests/blas/level3/syx_support.hpp"
-
-namespace {
-std::string g_name;
-int g_info = 0, g_calls = 0;
-std::string g_cblas_name;
-int g_cblas_info = 0, g_cblas_calls = 0;
-}  // namespace
-
-extern "C" void xerbla_(const char* name, const int* info, std::size_t len) {
-  g_name.assign(name, len);
-  while (!g_name.empty() && g_name.back() == ' ') g_name.pop_back();
-  g_info = *info;
-  ++g_calls;
-}
-extern "C" void cblas_xerbla(int p, const char* rout, const char*, ...) {
-  g_cblas_name = rout;
-  g_cblas_info = p;
-  ++g_cblas_calls;
-}
+#include "tests/blas/level3/xerbla_capture.hpp"
 
 namespace {
 
@@ -43,24 +25,24 @@ std::string upper(std::string s) {
 template <class F, class... A>
 void expect_report(const std::string& name, int pos, A... args) {
   for (const std::string& sym : {name + "_", "orb_blas_" + name}) {
-    g_calls = 0;
+    xerbla_capture::fortran().calls = 0;
     auto f = ours<F>(sym);
     ASSERT_NE(f, nullptr);
     f(args...);
-    EXPECT_EQ(g_calls, 1) << sym;
-    EXPECT_EQ(g_info, pos) << sym;
-    EXPECT_EQ(g_name, upper(name)) << sym;
+    EXPECT_EQ(xerbla_capture::fortran().calls, 1) << sym;
+    EXPECT_EQ(xerbla_capture::fortran().info, pos) << sym;
+    EXPECT_EQ(xerbla_capture::fortran().name, upper(name)) << sym;
   }
 }
 template <class F, class... A>
 void expect_cblas(const std::string& name, int pos, A... args) {
-  g_cblas_calls = 0;
+  xerbla_capture::cblas().calls = 0;
   auto f = ours<F>("cblas_" + name);
   ASSERT_NE(f, nullptr);
   f(args...);
-  EXPECT_EQ(g_cblas_calls, 1) << name << " position " << pos;
-  EXPECT_EQ(g_cblas_info, pos) << name;
-  EXPECT_EQ(g_cblas_name, "cblas_" + name);
+  EXPECT_EQ(xerbla_capture::cblas().calls, 1) << name << " position " << pos;
+  EXPECT_EQ(xerbla_capture::cblas().info, pos) << name;
+  EXPECT_EQ(xerbla_capture::cblas().name, "cblas_" + name);
 }
 
 constexpr int kCol = 102, kRow = 101, kUpper = 121, kLower = 122, kNoTrans = 111, kTrans = 112, kConjTrans = 113,

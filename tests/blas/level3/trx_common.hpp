@@ -13,6 +13,7 @@
 
 #include "orb/orb_blas.h"
 #include "orb/orb_service.h"
+#include "tests/blas/level3/xerbla_capture.hpp"
 #include "tests/support/oracle.hpp"
 
 namespace orb::test::trx {
@@ -124,12 +125,8 @@ struct thread_count {
 };
 
 // Error reports, as the last call left them.
-struct reports {
-  std::string name;
-  int info = 0;
-  int calls = 0;
-};
-reports& fortran_reports();
-reports& cblas_reports();
+using reports = xerbla_capture::report;
+inline reports& fortran_reports() { return xerbla_capture::fortran(); }
+inline reports& cblas_reports() { return xerbla_capture::cblas(); }
 
 }  // namespace orb::test::trx

@@ -3,24 +3,28 @@
 #include <cstddef>
 
 namespace xerbla_capture {
-std::string name;
-int position = 0;
-std::string cblas_name;
-int cblas_position = 0;
-void reset() {
-  name.clear();
-  cblas_name.clear();
-  position = cblas_position = 0;
+report& fortran() {
+  static report r;
+  return r;
 }
+report& cblas() {
+  static report r;
+  return r;
+}
+void reset() { fortran() = {}, cblas() = {}; }
 }  // namespace xerbla_capture
 
 extern "C" void xerbla_(const char* name, const int* info, std::size_t len) {
-  xerbla_capture::name.assign(name, len);
-  while (!xerbla_capture::name.empty() && xerbla_capture::name.back() == ' ') xerbla_capture::name.pop_back();
-  xerbla_capture::position = *info;
+  auto& r = xerbla_capture::fortran();
+  r.name.assign(name, len);
+  while (!r.name.empty() && r.name.back() == ' ') r.name.pop_back();
+  r.info = *info;
+  ++r.calls;
 }
 
 extern "C" void cblas_xerbla(int p, const char* rout, const char*, ...) {
-  xerbla_capture::cblas_name = rout;
-  xerbla_capture::cblas_position = p;
+  auto& r = xerbla_capture::cblas();
+  r.name = rout;
+  r.info = p;
+  ++r.calls;
 }

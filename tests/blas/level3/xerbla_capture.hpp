@@ -1,14 +1,18 @@
 // Reports of illegal arguments, caught for the level-3 tests: this program
-// defines xerbla_ and cblas_xerbla, so the core's reports land here instead
-// of on stderr. Every test of the program reads them through this header.
+// defines xerbla_ and cblas_xerbla (xerbla_capture.cpp), so the core's
+// reports land here instead of on stderr. Every test of the program reads
+// them through this header.
 #pragma once
 
 #include <string>
 
 namespace xerbla_capture {
-extern std::string name;         // routine named by the last xerbla_, trailing blanks dropped
-extern int position;             // its argument position
-extern std::string cblas_name;   // routine named by the last cblas_xerbla
-extern int cblas_position;
-void reset();
+struct report {
+  std::string name;  // routine named by the last report, trailing blanks dropped
+  int info = 0;      // its argument position
+  int calls = 0;     // reports so far
+};
+report& fortran();  // through xerbla_
+report& cblas();    // through cblas_xerbla
+void reset();       // both back to empty
 }  // namespace xerbla_capture
