@@ -22,13 +22,6 @@
 # to liborb_core and the kernels to the build ISA names: a run that went to
 # a system BLAS, or to another build, proves nothing.
 #
-# Environment, for programs that bind names the core does not have yet:
-#   ORB_REF_STUBS       a library of stand-ins for them (level3_stubs.c),
-#                       preloaded for the program alone
-#   ORB_REF_STUB_NAMES  the names it defines, one a line; only these may
-#                       bind to it. An empty list preloads nothing.
-# A stand-in that is called ends the program with status 86.
-#
 # Exit status: 0 pass, 1 fail, 77 skipped (the processor lacks the build).
 
 set -u
@@ -48,19 +41,11 @@ summary=
 if [ -n "$input" ]; then
   summary=$(head -n 1 "$input" | sed -n "s/^ *'\([^']*\)'.*SUMMARY.*/\1/p")
 fi
-stubs=${ORB_REF_STUBS:-} stub_names=${ORB_REF_STUB_NAMES:-}
-preload=
-if [ -n "$stubs" ] && [ -s "$stub_names" ]; then
-  preload=$stubs
-fi
 rm -f output.txt report.txt bindings.* ${summary:+"$summary"}
 export ORB_ISA="$isa"
 export LD_LIBRARY_PATH="$libdir${LD_LIBRARY_PATH:+:$LD_LIBRARY_PATH}"
 (
   export LD_DEBUG=bindings LD_DEBUG_OUTPUT="$PWD/bindings"
-  if [ -n "$preload" ]; then
-    export LD_PRELOAD="$preload${LD_PRELOAD:+:$LD_PRELOAD}"
-  fi
   exec "$program" < "${input:-/dev/null}"
 ) > output.txt 2>&1
 status=$?
@@ -73,10 +58,6 @@ fail() {
   exit 1
 }
 
-if [ $status -eq 86 ] && [ -n "$preload" ]; then
-  called=$(sed -n 's/^orb reference tests: \([^ ]*\) was called.*/\1/p' output.txt | head -n 1)
-  fail "the program called a stand-in (status 86): ${called:-?}; its input reached a routine liborb_core does not have"
-fi
 [ $status -eq 0 ] || fail "the program exited with status $status"
 
 case $kind in
@@ -108,24 +89,6 @@ prog_name=$(basename "$program")
 took=$(grep -h "binding file [^ ]*/$prog_name \[" bindings.* | grep -v -E 'to [^ ]*/(libc|libgfortran|libm|libgcc_s|libquadmath|ld-linux[^ ]*)\.so')
 [ -n "$took" ] || fail "the linker recorded no BLAS symbol taken by the program"
 strays=$(printf '%s\n' "$took" | grep -v 'to [^ ]*/liborb_core\.so\.2 ')
-if [ -n "$preload" ]; then
-  # The stand-ins may serve the names they were made for, never GEMM (the
-  # routine these runs test) and nothing unlisted: every other binding
-  # stays a stray.
-  if grep -n -E '^(cblas_)?[sdcz]gemm_?$' "$stub_names"; then
-    fail "the stand-ins list a GEMM name"
-  fi
-  stub_lib=$(basename "$stubs")
-  strays=$(printf '%s\n' "$strays" | while IFS= read -r line; do
-    case $line in
-      *"/$stub_lib ["*)
-        name=$(printf '%s\n' "$line" | sed -n "s/.*symbol \`\([^']*\)'.*/\1/p")
-        [ -n "$name" ] && grep -q -x -F "$name" "$stub_names" && continue
-        ;;
-    esac
-    printf '%s\n' "$line"
-  done)
-fi
 if [ -n "$strays" ]; then
   printf '%s\n' "$strays" | head -5
   fail "symbols bound outside liborb_core.so.2"
