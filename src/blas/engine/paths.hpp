@@ -194,26 +194,25 @@ ORB_PST_WRAPPER_DECL(orb_complex16, z)
 
 // No-buffer routines of the other level-3 operations, which the wrappers
 // forward to. They take the public routine's arguments, by address, in the
-// order of the reference interface. Declared weak: the wrappers test for
-// them, so the library links while a level-3 routine is not written yet.
+// order of the reference interface.
 #define ORB_NOBUF_DECLS(T, R, x)                                                                             \
-  ORB_API __attribute__((weak)) void ORB_BLAS(x##symm_pst)(                                                 \
+  ORB_API void ORB_BLAS(x##symm_pst)(                                                 \
       const char* side, const char* uplo, const int* m, const int* n, const T* alpha, const T* a,            \
       const int* lda, const T* b, const int* ldb, const T* beta, T* c, const int* ldc);                      \
-  ORB_API __attribute__((weak)) void ORB_BLAS(x##syrk_nobufs)(const char* uplo, const char* trans,          \
+  ORB_API void ORB_BLAS(x##syrk_nobufs)(const char* uplo, const char* trans,          \
                                                               const int* n, const int* k, const T* alpha,    \
                                                               const T* a, const int* lda, const T* beta,     \
                                                               T* c, const int* ldc);                         \
-  ORB_API __attribute__((weak)) void ORB_BLAS(x##syr2k_nobufs)(                                             \
+  ORB_API void ORB_BLAS(x##syr2k_nobufs)(                                             \
       const char* uplo, const char* trans, const int* n, const int* k, const T* alpha, const T* a,           \
       const int* lda, const T* b, const int* ldb, const T* beta, T* c, const int* ldc);                      \
-  ORB_API __attribute__((weak)) void ORB_BLAS(x##trmm_nobuf)(                                               \
+  ORB_API void ORB_BLAS(x##trmm_nobuf)(                                               \
       const char* side, const char* uplo, const char* transa, const char* diag, const int* m, const int* n,  \
       const T* alpha, const T* a, const int* lda, T* b, const int* ldb);                                     \
-  ORB_API __attribute__((weak)) void ORB_BLAS(x##trsm_nobuf)(                                               \
+  ORB_API void ORB_BLAS(x##trsm_nobuf)(                                               \
       const char* side, const char* uplo, const char* transa, const char* diag, const int* m, const int* n,  \
       const T* alpha, const T* a, const int* lda, T* b, const int* ldb);                                     \
-  ORB_API __attribute__((weak)) void ORB_BLAS(x##gemmt_nobufs)(                                             \
+  ORB_API void ORB_BLAS(x##gemmt_nobufs)(                                             \
       const char* uplo, const char* transa, const char* transb, const int* n, const int* k, const T* alpha, \
       const T* a, const int* lda, const T* b, const int* ldb, const T* beta, T* c, const int* ldc);
 ORB_NOBUF_DECLS(float, float, s)
@@ -222,14 +221,14 @@ ORB_NOBUF_DECLS(orb_complex8, float, c)
 ORB_NOBUF_DECLS(orb_complex16, double, z)
 #undef ORB_NOBUF_DECLS
 #define ORB_HERM_NOBUF_DECLS(T, R, x)                                                                        \
-  ORB_API __attribute__((weak)) void ORB_BLAS(x##hemm_nobufs)(                                              \
+  ORB_API void ORB_BLAS(x##hemm_nobufs)(                                              \
       const char* side, const char* uplo, const int* m, const int* n, const T* alpha, const T* a,            \
       const int* lda, const T* b, const int* ldb, const T* beta, T* c, const int* ldc);                      \
-  ORB_API __attribute__((weak)) void ORB_BLAS(x##herk_nobufs)(const char* uplo, const char* trans,          \
+  ORB_API void ORB_BLAS(x##herk_nobufs)(const char* uplo, const char* trans,          \
                                                               const int* n, const int* k, const R* alpha,    \
                                                               const T* a, const int* lda, const R* beta,     \
                                                               T* c, const int* ldc);                         \
-  ORB_API __attribute__((weak)) void ORB_BLAS(x##her2k_nobufs)(                                             \
+  ORB_API void ORB_BLAS(x##her2k_nobufs)(                                             \
       const char* uplo, const char* trans, const int* n, const int* k, const T* alpha, const T* a,           \
       const int* lda, const T* b, const int* ldb, const R* beta, T* c, const int* ldc);
 ORB_HERM_NOBUF_DECLS(orb_complex8, float, c)

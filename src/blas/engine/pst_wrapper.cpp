@@ -46,29 +46,23 @@ void wrapper(blas_op_params<T>* p, blas_matrix* a, blas_matrix* b, blas_matrix* 
   if (hermitian_op_done) return;
   switch (p->op) {
     case engine::op_symm:
-      if (S::symm) return S::symm(side, uplo, &m, &n, &p->alpha, ab, &a->ld, bb, &b->ld, &p->beta, cb, &c->ld);
-      break;
+      return S::symm(side, uplo, &m, &n, &p->alpha, ab, &a->ld, bb, &b->ld, &p->beta, cb, &c->ld);
     case engine::op_syrk:
-      if (S::syrk) return S::syrk(uplo, ta, &n, &k, &p->alpha, ab, &a->ld, &p->beta, cb, &c->ld);
-      break;
+      return S::syrk(uplo, ta, &n, &k, &p->alpha, ab, &a->ld, &p->beta, cb, &c->ld);
     case engine::op_syr2k:
-      if (S::syr2k) return S::syr2k(uplo, ta, &n, &k, &p->alpha, ab, &a->ld, bb, &b->ld, &p->beta, cb, &c->ld);
-      break;
+      return S::syr2k(uplo, ta, &n, &k, &p->alpha, ab, &a->ld, bb, &b->ld, &p->beta, cb, &c->ld);
     case engine::op_trmm:
-      if (S::trmm) return S::trmm(side, uplo, ta, diag, &m, &n, &p->alpha, ab, &a->ld, cb, &c->ld);
-      break;
+      return S::trmm(side, uplo, ta, diag, &m, &n, &p->alpha, ab, &a->ld, cb, &c->ld);
     case engine::op_trsm:
-      if (S::trsm) return S::trsm(side, uplo, ta, diag, &m, &n, &p->alpha, ab, &a->ld, cb, &c->ld);
-      break;
+      return S::trsm(side, uplo, ta, diag, &m, &n, &p->alpha, ab, &a->ld, cb, &c->ld);
     case engine::op_gemmt:
-      if (S::gemmt) return S::gemmt(uplo, ta, tb, &n, &k, &p->alpha, ab, &a->ld, bb, &b->ld, &p->beta, cb, &c->ld);
-      break;
+      return S::gemmt(uplo, ta, tb, &n, &k, &p->alpha, ab, &a->ld, bb, &b->ld, &p->beta, cb, &c->ld);
     case engine::op_syr2k_half1:
     case engine::op_syr2k_half2:
       // The two halves of a SYR2K: alpha A op(B) and alpha B op(A), beta
       // applied by the first call only. The pair is taken in one order
       // when A is not transposed and in the other when it is.
-      if (S::gemmt) {
+      {
         const T one = engine::one<T>();
         const bool a_first = (*ta & ~32) == 'N';
         const T* x = a_first ? ab : bb;
@@ -79,7 +73,6 @@ void wrapper(blas_op_params<T>* p, blas_matrix* a, blas_matrix* b, blas_matrix* 
         S::gemmt(uplo, ta, tb, &n, &k, &p->alpha, y, ly, x, lx, &one, cb, &c->ld);
         return;
       }
-      break;
     default:
       break;
   }
@@ -100,15 +93,12 @@ bool hermitian(blas_op_params<T>* p, blas_matrix* a, blas_matrix* b, blas_matrix
   const R alpha_re = p->alpha.re, beta_re = p->beta.re;
   switch (p->op) {
     case engine::op_hemm:
-      if (!hemm) return false;
       hemm(side, uplo, &m, &n, &p->alpha, ab, &a->ld, bb, &b->ld, &p->beta, cb, &c->ld);
       return true;
     case engine::op_herk:
-      if (!herk) return false;
       herk(uplo, ta, &n, &k, &alpha_re, ab, &a->ld, &beta_re, cb, &c->ld);
       return true;
     case engine::op_her2k:
-      if (!her2k) return false;
       her2k(uplo, ta, &n, &k, &p->alpha, ab, &a->ld, bb, &b->ld, &beta_re, cb, &c->ld);
       return true;
     default:
