@@ -46,11 +46,16 @@ template <class T> inline cx<T> cmul(cx<T> a, cx<T> b) {
 template <class T> inline cx<T> conj(cx<T> a) { return {a.re, -a.im}; }
 template <class T> inline cx<T> cadd(cx<T> a, cx<T> b) { return {a.re + b.re, a.im + b.im}; }
 template <class T> inline cx<T> csub(cx<T> a, cx<T> b) { return {a.re - b.re, a.im - b.im}; }
-// a / b by the conjugate and the squared magnitude.
+// a / b scaled by the larger part of b (Smith's method): the squared
+// magnitude of b would overflow or underflow long before the quotient does,
+// and LAPACK scales matrices to near those limits on purpose.
 template <class T> inline cx<T> cdiv(cx<T> a, cx<T> b) {
-  const T d = b.re * b.re + b.im * b.im;
-  const cx<T> p = cmul(a, conj(b));
-  return {p.re / d, p.im / d};
+  if (std::fabs(b.re) >= std::fabs(b.im)) {
+    const T r = b.im / b.re, d = b.re + b.im * r;
+    return {(a.re + a.im * r) / d, (a.im - a.re * r) / d};
+  }
+  const T r = b.re / b.im, d = b.im + b.re * r;
+  return {(a.re * r + a.im) / d, (a.im * r - a.re) / d};
 }
 template <class C> inline cx<R<C>> ld(const C* p) { return {rp(p)[0], rp(p)[1]}; }
 template <class C> inline void st(C* p, cx<R<C>> v) { rp(p)[0] = v.re, rp(p)[1] = v.im; }
