@@ -11,6 +11,7 @@
 // depend on the number of threads. With ORB_VERBOSE on, each call prints one
 // line with its arguments and its time.
 #include <cctype>
+#include <cstdint>
 #include <cstdio>
 #include <string>
 
