@@ -306,6 +306,24 @@ TEST(TriangularEdges, ZeroOnTheDiagonalGivesInfinitiesNotAStop) {
   EXPECT_TRUE(std::isinf(x[39]));
 }
 
+// Complex diagonals near the ends of the exponent range: the quotient is
+// representable, so the solve must give it (the squared magnitude of such a
+// diagonal overflows or underflows). The triangular, banded and packed
+// solves share the division; trsv and tbsv stand for them.
+TEST(TriangularEdges, ComplexDiagonalsNearTheLimitsDivideWithoutOverflow) {
+  const int n = 1, one = 1, k = 0;
+  for (const double s : {1e300, 1e-300}) {
+    const orb_complex16 d{3 * s, 4 * s};
+    for (int form = 0; form < 2; ++form) {
+      orb_complex16 x{25 * s, 0};
+      if (form == 0) orb_blas_ztrsv("U", "N", "N", &n, &d, &n, &x, &one);
+      else orb_blas_ztbsv("U", "N", "N", &n, &k, &d, &n, &x, &one);
+      EXPECT_NEAR(x.re, 3.0, 1e-15) << s << " form " << form;  // 25 / (3 + 4i) = 3 - 4i
+      EXPECT_NEAR(x.im, -4.0, 1e-15) << s << " form " << form;
+    }
+  }
+}
+
 // The transposed product with contiguous x runs in one pass of column
 // groups: the same bits in every build, and the reference's values, also
 // past the size where the columns are prefetched.
