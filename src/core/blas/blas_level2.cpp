@@ -19,6 +19,7 @@
 #include "core/dispatch.hpp"
 #include "core/blas/fortran_forms.hpp"
 #include "core/blas/level2_checks.hpp"
+#include "core/blas/reports.hpp"
 #include "orb/orb_blas.h"
 #include "orb/orb_service.h"
 
@@ -27,57 +28,10 @@ namespace {
 
 // ---- Reports ------------------------------------------------------------------
 
-// The name goes out in capitals, blank-padded to the six characters of a
-// Fortran routine name: handlers written in Fortran often declare it
-// CHARACTER*6 and read all six.
-void report(const char* pub, int info) {
-  char name[16];
-  int len = 0;
-  for (; pub[len] && len < 15; ++len) name[len] = char(std::toupper(static_cast<unsigned char>(pub[len])));
-  for (; len < 6; ++len) name[len] = ' ';
-  name[len] = '\0';
-  orb_serv_xerbla(name, &info, len);
-}
+using reports::report;
+using reports::verbose_line;
+using reports::verbose_on;
 
-// One verbose line: the routine, its arguments (characters and sizes by
-// value, arrays by address), and the time of the call.
-class verbose_line {
- public:
-  explicit verbose_line(const char* pub) : t0_(orb_serv_dsecnd()) {
-    for (const char* p = pub; *p; ++p) text_ += char(std::toupper(static_cast<unsigned char>(*p)));
-  }
-  template <class... A>
-  void format(A... a) {
-    text_ += '(';
-    bool first = true;
-    ((add(a, first), first = false), ...);
-    text_ += ')';
-  }
-  ~verbose_line() { orb_serv_print_verbose_info(0, text_.c_str(), orb_serv_dsecnd() - t0_); }
-
- private:
-  void sep(bool first) {
-    if (!first) text_ += ',';
-  }
-  void add(const char* c, bool first) {
-    sep(first);
-    text_ += c ? *c : '?';
-  }
-  void add(const int* v, bool first) {
-    sep(first);
-    text_ += v ? std::to_string(*v) : "?";
-  }
-  void add(const void* p, bool first) {
-    sep(first);
-    char b[32];
-    std::snprintf(b, sizeof b, "%p", p);
-    text_ += b;
-  }
-  double t0_;
-  std::string text_;
-};
-
-bool verbose_on() { return *orb_serv_verbose_mode() == 1; }
 
 // ---- Checks, one per public name, with its parameters --------------------------
 

@@ -34,17 +34,7 @@ template <> constexpr bool is_cx<c16> = true;
 template <class T> const T* as(const void* p) { return static_cast<const T*>(p); }
 template <class T> T* as(void* p) { return static_cast<T*>(p); }
 
-// Sets the two words for the duration of one call.
-struct call_scope {
-  explicit call_scope(bool row) {
-    CBLAS_CallFromC = 1;
-    RowMajorStrg = row ? 1 : 0;
-  }
-  ~call_scope() {
-    CBLAS_CallFromC = 0;
-    RowMajorStrg = 0;
-  }
-};
+using call_scope = orb::core::cblas_call_scope;
 
 // Reports the argument at `pos` unless it is legal; answers whether it is.
 bool legal(const char* rout, bool is_legal, int pos) {

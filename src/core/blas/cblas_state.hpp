@@ -9,3 +9,17 @@ extern "C" {
 extern int CBLAS_CallFromC;
 extern int RowMajorStrg;
 }
+
+namespace orb::core {
+// Sets the two words for the duration of one CBLAS call.
+struct cblas_call_scope {
+  explicit cblas_call_scope(bool row) {
+    CBLAS_CallFromC = 1;
+    RowMajorStrg = row ? 1 : 0;
+  }
+  ~cblas_call_scope() {
+    CBLAS_CallFromC = 0;
+    RowMajorStrg = 0;
+  }
+};
+}  // namespace orb::core

@@ -24,16 +24,7 @@ using c16 = orb_complex16;
 namespace chk = orb::core::l3check;
 using chk::letters;
 
-struct call_scope {
-  explicit call_scope(bool row) {
-    CBLAS_CallFromC = 1;
-    RowMajorStrg = row ? 1 : 0;
-  }
-  ~call_scope() {
-    CBLAS_CallFromC = 0;
-    RowMajorStrg = 0;
-  }
-};
+using call_scope = orb::core::cblas_call_scope;
 
 // 1 row-major, 0 column-major, -1 illegal (reported).
 int open_layout(const char* rout, CBLAS_LAYOUT l) {

@@ -9,15 +9,11 @@
 // through orb_blas_?gemm, which runs them on the core's threads.
 #include <cstdio>
 
-#include "core/blas/cblas_state.hpp"
+#include "core/blas/cblas_gemm.hpp"
 #include "core/dispatch.hpp"
 #include "orb/cblas.h"
 #include "orb/orb_blas.h"
 #include "orb/orb_service.h"
-
-namespace orb::core {
-int gemm_check(char transa, char transb, int m, int n, int k, int lda, int ldb, int ldc);
-}
 
 namespace {
 
@@ -49,67 +45,6 @@ void forward(const char* name, int name_len, K kernel, const char* transa, const
                       *lda, static_cast<const void*>(b), *ldb, static_cast<const void*>(beta),
                       static_cast<const void*>(c), *ldc);
   orb_serv_print_verbose_info(0, line, orb_serv_dsecnd() - t0);
-}
-
-bool letter(int t, char& out) {
-  switch (t) {
-    case CblasNoTrans: out = 'N'; return true;
-    case CblasTrans: out = 'T'; return true;
-    case CblasConjTrans: out = 'C'; return true;
-    default: return false;
-  }
-}
-
-// The two words CBLAS error handlers read, set for the call's duration.
-struct call_scope {
-  explicit call_scope(bool row) {
-    CBLAS_CallFromC = 1;
-    RowMajorStrg = row ? 1 : 0;
-  }
-  ~call_scope() {
-    CBLAS_CallFromC = 0;
-    RowMajorStrg = 0;
-  }
-};
-
-// CBLAS: a row-major C = op(A) op(B) is the column-major C' = op(B)' op(A)';
-// positions as cblas_?gemm reports them (layout 1, transa 2, transb 3, then
-// GEMM's positions plus one, on the transposed call in row-major order).
-template <class T, class F>
-void cblas_form(F f, const char* name, int layout, int transa, int transb, int m, int n, int k, const void* alpha,
-                const void* a, int lda, const void* b, int ldb, const void* beta, void* c, int ldc) {
-  const T* al = static_cast<const T*>(alpha);
-  const T* A = static_cast<const T*>(a);
-  const T* B = static_cast<const T*>(b);
-  const T* be = static_cast<const T*>(beta);
-  T* C = static_cast<T*>(c);
-  const call_scope scope(layout == CblasRowMajor);
-  char ta, tb;
-  if (layout != CblasColMajor && layout != CblasRowMajor) {
-    cblas_xerbla(1, name, "Illegal layout setting, %d\n", layout);
-    return;
-  }
-  if (!letter(transa, ta)) {
-    cblas_xerbla(2, name, "Illegal TransA setting, %d\n", transa);
-    return;
-  }
-  if (!letter(transb, tb)) {
-    cblas_xerbla(3, name, "Illegal TransB setting, %d\n", transb);
-    return;
-  }
-  if (layout == CblasColMajor) {
-    if (const int info = orb::core::gemm_check(ta, tb, m, n, k, lda, ldb, ldc)) {
-      cblas_xerbla(info + 1, name, "");
-      return;
-    }
-    f(&ta, &tb, &m, &n, &k, al, A, &lda, B, &ldb, be, C, &ldc);
-  } else {
-    if (const int info = orb::core::gemm_check(tb, ta, n, m, k, ldb, lda, ldc)) {
-      cblas_xerbla(info + 1, name, "");
-      return;
-    }
-    f(&tb, &ta, &n, &m, &k, al, B, &ldb, A, &lda, be, C, &ldc);
-  }
 }
 
 }  // namespace
@@ -144,17 +79,17 @@ ORB_VISIBLE void zgemm3m_(ORB_GEMM_PARAMS(orb_complex16, orb_complex16)) { orb_b
 ORB_VISIBLE void scgemm_(ORB_GEMM_PARAMS(orb_complex8, float)) { orb_blas_scgemm(ORB_GEMM_NAMES); }
 ORB_VISIBLE void dzgemm_(ORB_GEMM_PARAMS(orb_complex16, double)) { orb_blas_dzgemm(ORB_GEMM_NAMES); }
 
-void cblas_cgemm3m(const CBLAS_LAYOUT layout, const CBLAS_TRANSPOSE transa, const CBLAS_TRANSPOSE transb,
-                   const int m, const int n, const int k, const void* alpha, const void* a, const int lda,
-                   const void* b, const int ldb, const void* beta, void* c, const int ldc) {
-  cblas_form<orb_complex8>(&orb_blas_cgemm3m, "cblas_cgemm3m", layout, transa, transb, m, n, k, alpha, a, lda, b,
-                           ldb, beta, c, ldc);
-}
-void cblas_zgemm3m(const CBLAS_LAYOUT layout, const CBLAS_TRANSPOSE transa, const CBLAS_TRANSPOSE transb,
-                   const int m, const int n, const int k, const void* alpha, const void* a, const int lda,
-                   const void* b, const int ldb, const void* beta, void* c, const int ldc) {
-  cblas_form<orb_complex16>(&orb_blas_zgemm3m, "cblas_zgemm3m", layout, transa, transb, m, n, k, alpha, a, lda,
-                            b, ldb, beta, c, ldc);
-}
+#define ORB_CBLAS_GEMM3M(x, T)                                                                                \
+  void cblas_##x##gemm3m(const CBLAS_LAYOUT layout, const CBLAS_TRANSPOSE transa, const CBLAS_TRANSPOSE transb,  \
+                         const int m, const int n, const int k, const void* alpha, const void* a, const int lda, \
+                         const void* b, const int ldb, const void* beta, void* c, const int ldc) {              \
+    orb::core::cblas_gemm_form<T>(&orb_blas_##x##gemm3m, "cblas_" #x "gemm3m", layout, transa, transb, m, n, k,   \
+                                  static_cast<const T*>(alpha), static_cast<const T*>(a), lda,                 \
+                                  static_cast<const T*>(b), ldb, static_cast<const T*>(beta), static_cast<T*>(c), \
+                                  ldc);                                                                         \
+  }
+ORB_CBLAS_GEMM3M(c, orb_complex8)
+ORB_CBLAS_GEMM3M(z, orb_complex16)
+#undef ORB_CBLAS_GEMM3M
 
 }  // extern "C"

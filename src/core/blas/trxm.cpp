@@ -24,6 +24,7 @@
 #endif
 
 #include "core/blas/cblas_state.hpp"
+#include "core/blas/reports.hpp"
 #include "core/dispatch.hpp"
 #include "orb/cblas.h"
 #include "orb/orb_blas.h"
@@ -52,18 +53,9 @@ int trx_check(char side, char uplo, char transa, char diag, int m, int n, int ld
   return 0;
 }
 
-// The name in capitals, blank-padded to six characters as Fortran
-// handlers declare it.
-void report(const char* pub, int info) {
-  char name[16];
-  int len = 0;
-  for (; pub[len] && len < 15; ++len) name[len] = char(std::toupper(static_cast<unsigned char>(pub[len])));
-  for (; len < 6; ++len) name[len] = ' ';
-  name[len] = '\0';
-  orb_serv_xerbla(name, &info, len);
-}
 
-bool verbose_on() { return *orb_serv_verbose_mode() == 1; }
+using reports::report;
+using reports::verbose_on;
 
 // One verbose line, as the level-2 names print it: the routine, its
 // characters and sizes by value, arrays and scalars by address, the time.
@@ -167,16 +159,7 @@ void public_ptrmm(const char* pub,
 
 // ---- CBLAS ----------------------------------------------------------------------
 
-struct call_scope {
-  explicit call_scope(bool row) {
-    CBLAS_CallFromC = 1;
-    RowMajorStrg = row ? 1 : 0;
-  }
-  ~call_scope() {
-    CBLAS_CallFromC = 0;
-    RowMajorStrg = 0;
-  }
-};
+using call_scope = orb::core::cblas_call_scope;
 
 // A row-major B is the column-major B', so the call becomes the
 // transposed one: the side and the triangle flip, m and n swap, the
