@@ -11,8 +11,9 @@
 
    An alpha of exactly 1 copies the values as they are; any other alpha
    multiplies. ?omatadd computes alpha*op(A) + beta*op(B) the same way on
-   every path, for any size, alignment and number of threads; an alpha
-   (beta) of 0 makes it a scaled copy of op(B) (op(A)).
+   every path, for any size, alignment and number of threads; when C is
+   neither operand, an alpha (beta) of 0 makes it a scaled copy of op(B)
+   (op(A)).
 
    Arrays must not overlap, except that ?omatadd may be given C as A or
    as B (the in-place sum). A bad argument is reported through xerbla

@@ -20,7 +20,8 @@ void sqtrans_pairs(size_t n, T* ab, size_t lda, size_t first, size_t count) {
   constexpr size_t E = elem<T>::Edge;
   const size_t nb = (n + E - 1) / E;
   size_t k = 0;
-  alignas(64) T tmp[E * E];
+  using B = block<T>;
+  typename B::V x[B::Slots], y[B::Slots];
   for (size_t bi = 0; bi < nb && count > 0; ++bi) {
     const size_t row_pairs = nb - bi;
     if (k + row_pairs <= first) {
@@ -30,14 +31,19 @@ void sqtrans_pairs(size_t n, T* ab, size_t lda, size_t first, size_t count) {
     for (size_t bj = bi + (first > k ? first - k : 0); bj < nb && count > 0; ++bj, --count) {
       const int ni = int(n - bi * E < E ? n - bi * E : E), nj = int(n - bj * E < E ? n - bj * E : E);
       T* p = ab + bi * E * lda + bj * E;  // block (I, J): ni x nj
-      if (bi == bj) {
-        move_block_t<T, Conj>(p, lda, tmp, E, ni, nj);
-        for (int r = 0; r < nj; ++r) std::memcpy(p + r * lda, tmp + r * E, sizeof(T) * size_t(ni));
+      T* q = ab + bj * E * lda + bi * E;  // block (J, I): nj x ni
+      // Both blocks are in registers before either is stored, so the
+      // diagonal block (p == q) turns in place.
+      if (ni == int(E) && nj == int(E)) {
+        B::template load_full<Conj>(p, lda, x);
+        if (p != q) B::template load_full<Conj>(q, lda, y);
+        B::store_full(x, q, lda);
+        if (p != q) B::store_full(y, p, lda);
       } else {
-        T* q = ab + bj * E * lda + bi * E;  // block (J, I): nj x ni
-        move_block_t<T, Conj>(p, lda, tmp, E, ni, nj);  // tmp: nj x ni
-        move_block_t<T, Conj>(q, lda, p, lda, nj, ni);
-        for (int r = 0; r < nj; ++r) std::memcpy(q + r * lda, tmp + r * E, sizeof(T) * size_t(ni));
+        B::template load_part<Conj>(p, lda, ni, nj, x);
+        if (p != q) B::template load_part<Conj>(q, lda, nj, ni, y);
+        B::store_part(x, q, lda, ni, nj);
+        if (p != q) B::store_part(y, p, lda, nj, ni);
       }
     }
     k += row_pairs;

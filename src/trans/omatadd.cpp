@@ -5,6 +5,8 @@
 // twin, so the bits are those of the plain formula whatever the path:
 // rows of vectors for two untransposed operands (with streaming stores for
 // long contiguous runs), register blocks for the others.
+#include <type_traits>
+
 #include "trans/trans.hpp"
 
 namespace orb::trans {
@@ -78,32 +80,24 @@ void sum_run(size_t n, const T* a, const T* b, T* c, const T& alpha, const T& be
 template <class T, bool Tr, bool Cj>
 inline void load_op_block(const T* x, size_t ldx, size_t i, size_t j, int nr, int nc,
                           vec<typename elem<T>::S>* out) {
-  using E = elem<T>;
-  using U = typename E::U;
-  using S = typename E::S;
-  using VU = vec<U>;
-  using VS = vec<S>;
-  constexpr int Edge = E::Edge;
-  constexpr int UPE = int(sizeof(T) / sizeof(U));
-  VU v[Edge < VU::N ? VU::N : Edge];
+  using B = block<T>;
+  using VS = vec<typename elem<T>::S>;
+  typename B::V v[B::Slots];
+  const bool full = nr == B::Edge && nc == B::Edge;
   if constexpr (Tr) {
     // Rows [j, j+nc) of x, columns [i, i+nr), transposed in registers.
-    for (int r = 0; r < nc; ++r) {
-      const U* p = reinterpret_cast<const U*>(x + (j + r) * ldx + i);
-      v[r] = nr == Edge ? VU::loadu(p) : VU::load_mask(p, nr * UPE);
-    }
-    for (int r = nc; r < Edge; ++r) v[r] = VU::zero();
-    if constexpr (sizeof(T) == 16) simd::transpose_units16(v);
-    else simd::transpose(v);
+    if (full) B::template load_full<false>(x + j * ldx + i, ldx, v);
+    else B::template load_part<false>(x + j * ldx + i, ldx, nc, nr, v);
+  } else if (full) {
+#pragma GCC unroll 16
+    for (int r = 0; r < B::Edge; ++r) v[r] = B::V::loadu(B::row(x + i * ldx + j, ldx, r));
   } else {
-    for (int r = 0; r < nr; ++r) {
-      const U* p = reinterpret_cast<const U*>(x + (i + r) * ldx + j);
-      v[r] = nc == Edge ? VU::loadu(p) : VU::load_mask(p, nc * UPE);
-    }
+    for (int r = 0; r < nr; ++r) v[r] = B::V::load_mask(B::row(x + i * ldx + j, ldx, r), nc * B::UPE);
   }
   const VS m = conj_mask<T>();
   for (int r = 0; r < nr; ++r) {
-    std::memcpy(&out[r], &v[r], sizeof(VS));
+    if constexpr (std::is_same_v<typename B::V, VS>) out[r] = v[r];
+    else std::memcpy(&out[r], &v[r], sizeof(VS));
     if constexpr (Cj) out[r] = simd::bit_xor(out[r], m);
   }
 }

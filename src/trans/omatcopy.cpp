@@ -105,6 +105,8 @@ plan make_plan(size_t rows, size_t lda, const T* b, size_t ldb) {
     const size_t v = ((la * ra) & 0x7fff) >> 3;
     if (v == 0 && ra * 8 < t && ra * 8 >= 8) t = ra * 8;
     p.tile = int(t > 64 ? 64 : t < 1 ? 1 : t);
+    // The plan counts in rows of doubles; floats move in blocks of 16 rows.
+    if (p.tile >= 8 && p.tile < elem<T>::Edge) p.tile = elem<T>::Edge;
     p.registers = p.tile % elem<T>::Edge == 0;
   }
   if (rows <= 4) p.registers = false;

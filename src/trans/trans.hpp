@@ -145,34 +145,73 @@ inline vec<typename elem<T>::S> conj_mask() {
 // (row-major, stride 1, leading dimension lda) land as columns of the
 // destination: b[j*ldb + i] = op(a[i*lda + j]), i < nr, j < nc. Rows and
 // columns past nr and nc are neither read nor written.
-template <class T, bool Conj>
-inline void move_block_t(const T* a, size_t lda, T* b, size_t ldb, int nr, int nc) {
+template <class T>
+struct block {
   using E = elem<T>;
   using U = typename E::U;
   using V = vec<U>;
-  constexpr int Edge = E::Edge;
+  static constexpr int Edge = E::Edge;
   // Units of U per element: complex doubles are two doubles.
-  constexpr int UPE = int(sizeof(T) / sizeof(U));
-  V v[Edge < V::N ? V::N : Edge];
-  for (int i = 0; i < nr; ++i) {
-    const U* row = reinterpret_cast<const U*>(a + ptrdiff_t(i) * ptrdiff_t(lda));
-    v[i] = nc == Edge ? V::loadu(row) : V::load_mask(row, nc * UPE);
+  static constexpr int UPE = int(sizeof(T) / sizeof(U));
+  static constexpr int Slots = Edge < V::N ? V::N : Edge;
+
+  [[gnu::always_inline]] static void turn(V* v) {
+    if constexpr (sizeof(T) == 16) simd::transpose_units16(v);
+    else simd::transpose(v);
   }
-  for (int i = nr; i < Edge; ++i) v[i] = V::zero();
-  if constexpr (sizeof(T) == 16) simd::transpose_units16(v);
-  else simd::transpose(v);
-  if constexpr (Conj) {
-    // The imaginary part's sign: a complex float's is the top bit of its
-    // 64-bit unit; a complex double's that of its odd double.
-    V m;
-    if constexpr (sizeof(T) == 8) m = V::set1(U(-0.0));
-    else m = simd::odd_sign_mask<U>();
-    for (int j = 0; j < nc; ++j) v[j] = simd::bit_xor(v[j], m);
+  // The imaginary part's sign: a complex float's is the top bit of its
+  // 64-bit unit; a complex double's that of its odd double.
+  [[gnu::always_inline]] static V conj_bits() {
+    if constexpr (sizeof(T) == 8 && E::complex) return V::set1(U(-0.0));
+    else return simd::odd_sign_mask<U>();
   }
-  for (int j = 0; j < nc; ++j) {
-    U* row = reinterpret_cast<U*>(b + ptrdiff_t(j) * ptrdiff_t(ldb));
-    if (nr == Edge) v[j].storeu(row);
-    else v[j].store_mask(row, nr * UPE);
+  [[gnu::always_inline]] static const U* row(const T* p, size_t ld, int i) {
+    return reinterpret_cast<const U*>(p + ptrdiff_t(i) * ptrdiff_t(ld));
+  }
+  [[gnu::always_inline]] static U* row(T* p, size_t ld, int i) { return reinterpret_cast<U*>(p + ptrdiff_t(i) * ptrdiff_t(ld)); }
+
+  // A whole block: every loop has a fixed count, so the block stays in
+  // registers.
+  template <bool Conj>
+  [[gnu::always_inline]] static void load_full(const T* a, size_t lda, V* v) {
+#pragma GCC unroll 16
+    for (int i = 0; i < Edge; ++i) v[i] = V::loadu(row(a, lda, i));
+    turn(v);
+    if constexpr (Conj) {
+      const V m = conj_bits();
+#pragma GCC unroll 16
+      for (int j = 0; j < Edge; ++j) v[j] = simd::bit_xor(v[j], m);
+    }
+  }
+  [[gnu::always_inline]] static void store_full(const V* v, T* b, size_t ldb) {
+#pragma GCC unroll 16
+    for (int j = 0; j < Edge; ++j) v[j].storeu(row(b, ldb, j));
+  }
+  template <bool Conj>
+  static void load_part(const T* a, size_t lda, int nr, int nc, V* v) {
+    for (int i = 0; i < nr; ++i) v[i] = V::load_mask(row(a, lda, i), nc * UPE);
+    for (int i = nr; i < Edge; ++i) v[i] = V::zero();
+    turn(v);
+    if constexpr (Conj) {
+      const V m = conj_bits();
+      for (int j = 0; j < nc; ++j) v[j] = simd::bit_xor(v[j], m);
+    }
+  }
+  static void store_part(const V* v, T* b, size_t ldb, int nr, int nc) {
+    for (int j = 0; j < nc; ++j) v[j].store_mask(row(b, ldb, j), nr * UPE);
+  }
+};
+
+template <class T, bool Conj>
+[[gnu::always_inline]] inline void move_block_t(const T* a, size_t lda, T* b, size_t ldb, int nr, int nc) {
+  using B = block<T>;
+  typename B::V v[B::Slots];
+  if (nr == B::Edge && nc == B::Edge) {
+    B::template load_full<Conj>(a, lda, v);
+    B::store_full(v, b, ldb);
+  } else {
+    B::template load_part<Conj>(a, lda, nr, nc, v);
+    B::store_part(v, b, ldb, nr, nc);
   }
 }
 
