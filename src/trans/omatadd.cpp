@@ -24,7 +24,7 @@ struct vsum {
   using V = vec<S>;
   vscaler<T> sa, sb;
   vsum(T alpha, T beta) : sa(alpha), sb(beta) {}
-  V operator()(const V& x, const V& y) const {
+  [[gnu::always_inline]] V operator()(const V& x, const V& y) const {
     V p = sa(x), q = sb(y);
     simd::pin(p);
     simd::pin(q);
@@ -78,7 +78,7 @@ void sum_run(size_t n, const T* a, const T* b, T* c, const T& alpha, const T& be
 // vectors of lanes (rows past nr zero). x is row-major; transposed, op(x)
 // row i is column i of x.
 template <class T, bool Tr, bool Cj>
-inline void load_op_block(const T* x, size_t ldx, size_t i, size_t j, int nr, int nc,
+[[gnu::always_inline]] inline void load_op_block(const T* x, size_t ldx, size_t i, size_t j, int nr, int nc,
                           vec<typename elem<T>::S>* out) {
   using B = block<T>;
   using VS = vec<typename elem<T>::S>;
@@ -116,6 +116,14 @@ void sum_blocks(size_t rows, size_t cols, T alpha, const T* a, size_t lda, T bet
     const int nr = int(rows - i < E ? rows - i : E);
     for (size_t j = 0; j < cols; j += E) {
       const int nc = int(cols - j < E ? cols - j : E);
+      // A transposed operand is read down its columns, which the hardware
+      // does not foresee: ask for the next block's lines now.
+      if (j + E < cols) {
+        if constexpr (TA)
+          for (size_t r = 0; r < E; ++r) simd::prefetch(a + (j + E + r) * lda + i);
+        if constexpr (TB)
+          for (size_t r = 0; r < E; ++r) simd::prefetch(b + (j + E + r) * ldb + i);
+      }
       load_op_block<T, TA, CA>(a, lda, i, j, nr, nc, va);
       load_op_block<T, TB, CB>(b, ldb, i, j, nr, nc, vb);
       for (int r = 0; r < nr; ++r) {

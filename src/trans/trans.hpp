@@ -123,7 +123,7 @@ struct vscaler {
       re = V::set1(a);
     }
   }
-  V operator()(const V& x) const {
+  [[gnu::always_inline]] V operator()(const V& x) const {
     if constexpr (elem<T>::complex) {
       V p = re * x, q = im * swap_pairs(x);
       simd::pin(p);
