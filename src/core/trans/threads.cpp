@@ -20,11 +20,20 @@ namespace {
 
 using std::size_t;
 
-int team_size() {
+// Each thread is given at least this many bytes to move: starting and
+// joining a team costs microseconds (far more on a busy machine), which a
+// smaller share of a copy would not repay.
+constexpr double kBytesPerThread = 256.0 * 1024;
+
+// Threads for a call that moves `bytes` (read and written).
+int team_size(double bytes) {
 #ifdef ORB_HAVE_OPENMP
   if (omp_in_parallel()) return 1;
-  return orb_get_max_threads();
+  const int most = orb_get_max_threads();
+  const double fit = bytes / kBytesPerThread;
+  return fit < 1 ? 1 : fit < most ? int(fit) : most;
 #else
+  (void)bytes;
   return 1;
 #endif
 }
@@ -63,7 +72,7 @@ cut cut_into(size_t total, int threads) {
 template <class T, class Fn>
 void copy2_par(char ordering, char trans, size_t rows, size_t cols, T alpha, const T* a, size_t lda, size_t sa, T* b,
                size_t ldb, size_t sb, Fn seq) {
-  const int threads = team_size();
+  const int threads = team_size(2.0 * sizeof(T) * double(rows) * double(cols));
   if (threads < 2) return seq(ordering, trans, rows, cols, alpha, a, lda, sa, b, ldb, sb);
   // Row-major terms: R rows of C elements.
   const bool col = fold(ordering) == 'C';
@@ -86,7 +95,7 @@ void copy2_par(char ordering, char trans, size_t rows, size_t cols, T alpha, con
 template <class T, class Fn>
 void add_par(char ordering, char ta, char tb, size_t rows, size_t cols, T alpha, const T* a, size_t lda, T beta,
              const T* b, size_t ldb, T* c, size_t ldc, Fn seq) {
-  const int threads = team_size();
+  const int threads = team_size(3.0 * sizeof(T) * double(rows) * double(cols));
   if (threads < 2) return seq(ordering, ta, tb, rows, cols, alpha, a, lda, beta, b, ldb, c, ldc);
   const bool col = fold(ordering) == 'C';
   const size_t R = col ? cols : rows, C = col ? rows : cols;
@@ -104,9 +113,13 @@ void copy_batch_par(char ordering, const char* trans, const size_t* rows, const 
                     const T* const* a, const size_t* lda, T* const* b, const size_t* ldb, size_t groups,
                     const size_t* group_size, Fn seq) {
   size_t total = 0;
-  for (size_t g = 0; g < groups; ++g) total += group_size[g];
+  double bytes = 0;
+  for (size_t g = 0; g < groups; ++g) {
+    total += group_size[g];
+    bytes += 2.0 * sizeof(T) * double(rows[g]) * double(cols[g]) * double(group_size[g]);
+  }
   // Matrix m belongs to the group whose running total first exceeds m.
-  run(team_size(), total, [&](size_t m) {
+  run(team_size(bytes), total, [&](size_t m) {
     size_t g = 0, start = 0;
     while (start + group_size[g] <= m) start += group_size[g++];
     seq(ordering, trans[g], rows[g], cols[g], alpha[g], a[m], lda[g], 1, b[m], ldb[g], 1);
@@ -116,7 +129,7 @@ void copy_batch_par(char ordering, const char* trans, const size_t* rows, const 
 template <class T, class Fn>
 void copy_strided_par(char ordering, char trans, size_t rows, size_t cols, T alpha, const T* a, size_t lda,
                       size_t stride_a, T* b, size_t ldb, size_t stride_b, size_t count, Fn seq) {
-  run(team_size(), count, [&](size_t m) {
+  run(team_size(2.0 * sizeof(T) * double(rows) * double(cols) * double(count)), count, [&](size_t m) {
     seq(ordering, trans, rows, cols, alpha, a + m * stride_a, lda, 1, b + m * stride_b, ldb, 1);
   });
 }
@@ -125,7 +138,7 @@ template <class T, class Fn>
 void add_strided_par(char ordering, char ta, char tb, size_t rows, size_t cols, T alpha, const T* a, size_t lda,
                      size_t stride_a, T beta, const T* b, size_t ldb, size_t stride_b, T* c, size_t ldc,
                      size_t stride_c, size_t count, Fn one) {
-  run(team_size(), count, [&](size_t m) {
+  run(team_size(3.0 * sizeof(T) * double(rows) * double(cols) * double(count)), count, [&](size_t m) {
     one(ordering, ta, tb, rows, cols, alpha, a + m * stride_a, lda, beta, b + m * stride_b, ldb, c + m * stride_c,
         ldc);
   });
@@ -133,7 +146,7 @@ void add_strided_par(char ordering, char ta, char tb, size_t rows, size_t cols, 
 
 template <class T, class Fn>
 int square_par(size_t n, T* ab, size_t lda, Fn team) {
-  const int threads = team_size();
+  const int threads = team_size(2.0 * sizeof(T) * double(n) * double(n));
   if (threads < 2) return 0;
 #ifdef ORB_HAVE_OPENMP
 #pragma omp parallel num_threads(threads)
