@@ -86,13 +86,30 @@ void square_scaled(size_t n, T alpha, T* ab, size_t lda) {
 // into (the chain then ends at a position outside the source), or the
 // lowest position of a closed cycle. Positions outside both matrices are
 // neither read nor written.
+// Division by a fixed divisor through a multiplication by its reciprocal,
+// corrected to the exact quotient: the walk divides at every step.
+struct divider {
+  size_t d;
+  double inv;
+  explicit divider(size_t v) : d(v), inv(1.0 / double(v)) {}
+  // Quotient and remainder of p by d.
+  void operator()(size_t p, size_t& q, size_t& r) const {
+    q = size_t(double(p) * inv);
+    while (q * d > p) --q;
+    while ((q + 1) * d <= p) ++q;
+    r = p - q * d;
+  }
+};
+
 template <class T, bool Conj>
 void mipt_t(size_t rows, size_t cols, T alpha, T* ab, size_t lda, size_t ldb) {
   const scaler<T, Conj> s(alpha);
-  auto in_source = [&](size_t p) { return p % lda < cols && p / lda < rows; };
-  auto in_dest = [&](size_t q) { return q % ldb < rows && q / ldb < cols; };
-  auto dest = [&](size_t p) { return (p % lda) * ldb + p / lda; };
-  auto source_of = [&](size_t q) { return (q % ldb) * lda + q / ldb; };
+  const divider by_a(lda), by_b(ldb);
+  size_t q, r;
+  auto in_source = [&](size_t p) { return by_a(p, q, r), r < cols && q < rows; };
+  auto in_dest = [&](size_t p) { return by_b(p, q, r), r < rows && q < cols; };
+  auto dest = [&](size_t p) { return by_a(p, q, r), r * ldb + q; };
+  auto source_of = [&](size_t p) { return by_b(p, q, r), r * lda + q; };
   for (size_t r = 0; r < rows; ++r)
     for (size_t c = 0; c < cols; ++c) {
       const size_t p = r * lda + c;
