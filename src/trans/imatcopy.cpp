@@ -224,12 +224,14 @@ void imatcopy_entry(char ordering, char trans, size_t rows, size_t cols, T alpha
 
 // ---- In-place sum: c = alpha*op(a) + beta*op(b) with c equal to a or b
 // (or both). The operand that is c is first brought to c's shape in place
-// (transposed by the cycle walk or the square swap, or moved to c's leading
-// dimension; a pure move, no arithmetic), then every element is summed by
-// the one formula. A transposed square operand with c's leading dimension
-// is done in one pass by row pairs instead: row i is kept in a scratch row
-// while row i and column i are written; without the scratch, by swapping
-// pairs of elements. Both give the bits of the out-of-place sum.
+// (transposed by the cycle walk, or moved to c's leading dimension; a pure
+// move, no arithmetic), then every element is summed by the one formula. A
+// transposed square operand with c's leading dimension is done in one pass
+// by row pairs instead: row i is kept in a scratch row while row i and
+// column i are written; without the scratch, by swapping pairs of elements.
+// Both give the bits of the out-of-place sum. c as both operands, one
+// transposed and one not, can only be done on a square: elsewhere nothing
+// is written.
 template <class T>
 void imatadd(char ordering, char transa, char transb, size_t rows, size_t cols, T alpha, const T* a, size_t lda,
              T beta, const T* b, size_t ldb, T* c, size_t ldc);
@@ -294,7 +296,7 @@ void square_pairs(size_t n, T alpha, int abits, const T* a, size_t lda, T beta, 
 }
 
 // Brings the aliased operand (rows x cols of op, stored with ldx) to c's
-// shape in place; returns the bits left to apply (conjugation only).
+// shape in place, as is: conjugation is left to the sum.
 template <class T>
 void to_c_shape(size_t rows, size_t cols, int bits, T* c, size_t ldx, size_t ldc) {
   const T one = [] {

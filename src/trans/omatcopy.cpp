@@ -111,6 +111,11 @@ plan make_plan(size_t rows, size_t lda, const T* b, size_t ldb) {
   }
   if (rows <= 4) p.registers = false;
   p.panel = ((4096 / (lda ? lda : 1)) >> 3) > 1 ? 512 : 2048;
+  // Each column of a panel is a destination line; lines a page or more
+  // apart each need their own page translation, and a panel's worth must
+  // stay in the TLB while the tiles walk down it (4096^2 doubles: 6 GB/s
+  // with 2048 columns, 12 with 256).
+  if (ldb * size >= 4096 && p.panel > 256) p.panel = 256;
   return p;
 }
 

@@ -215,8 +215,8 @@ template <class T, bool Conj>
   }
 }
 
-// Applies f (a functor on vectors of lanes, with .scalar for the tail) to a
-// contiguous run of n elements: dst[i] = f(src[i]).
+// A contiguous run of n elements scaled: dst[i] = s(src[i]), by vectors
+// (vs) and a masked vector for the tail.
 template <class T, bool Conj>
 inline void scale_run(size_t n, const T* src, T* dst, const scaler<T, Conj>& s, const vscaler<T>& vs) {
   using S = typename elem<T>::S;
