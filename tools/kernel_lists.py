@@ -11,7 +11,10 @@ import re
 import sys
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
-LISTS = sorted((ROOT / "src" / "frame").glob("kernels_*.def"))
+# The BLAS lists; the transposition list has its own form (ORB_T lines,
+# scalars by value) and its own header.
+TRANS_LIST = ROOT / "src" / "frame" / "kernels_trans.def"
+LISTS = sorted(p for p in (ROOT / "src" / "frame").glob("kernels_*.def") if p != TRANS_LIST)
 
 MACROS = {"ORB_I": "const int*", "ORB_C8": "orb_complex8", "ORB_C16": "orb_complex16"}
 
@@ -38,6 +41,13 @@ def entries(path):
         for k, v in MACROS.items():
             params = re.sub(r"\b%s\b" % k, v, params)
         yield ret, pub, params
+
+
+def trans_entries(path):
+    """(return type, routine, parenthesised parameters) of each public
+    transposition routine (ORB_T lines; ORB_TI lines have no public name)."""
+    for m in re.finditer(r"^ORB_T\((\w+), (\w+), (\(.*?\)), \(.*\)\)\s*$", path.read_text(), re.M):
+        yield m.group(1), m.group(2), m.group(3)
 
 
 def c_header(comment, guard, preamble, blocks):

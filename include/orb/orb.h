@@ -7,6 +7,7 @@
 #include "orb/orb_types.h"
 #include "orb/orb_service.h"
 #include "orb/orb_blas.h"
+#include "orb/orb_trans.h"
 
 #ifdef __cplusplus
 extern "C" {

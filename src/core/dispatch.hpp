@@ -1,6 +1,8 @@
 // The table of kernels the core forwards to, filled from one kernel library.
 #pragma once
 
+#include <stddef.h>
+
 #include "orb/orb_types.h"
 
 namespace orb::core {
@@ -13,13 +15,26 @@ struct kernel_table {
   const char* name;  // its file name, or "built-in portable kernels"
 };
 
+// The transposition kernels of the same library, in a table of their own.
+struct trans_table {
+#define ORB_T(ret, routine, params, args) ret(*routine) params;
+#include "frame/kernels_trans.def"
+#undef ORB_T
+  int level;
+  const char* name;
+};
+
 // The table of the best kernel library this processor runs (or the one
 // ORB_ISA asks for). Loaded on first use; safe from any thread.
 const kernel_table& kernels();
+// Its transposition kernels, from the same library as kernels().
+const trans_table& trans_kernels();
 
 // Looks up one exported kernel of a given build ("avx512", "avx2", "def"),
 // loading that build if needed. Null when the build or the name is missing.
 // Used by tests that compare the builds with each other.
 void* kernel_symbol(const char* tag, const char* name);
+// The same for the transposition kernels: name is the routine ("domatcopy").
+void* trans_kernel_symbol(const char* tag, const char* name);
 
 }  // namespace orb::core

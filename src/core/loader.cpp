@@ -21,6 +21,9 @@
 #define ORB_K(ret, kernel, pub, params, args) extern "C" ret orb_blas_def_##kernel params;
 #include "frame/kernels.def"
 #undef ORB_K
+#define ORB_T(ret, routine, params, args) extern "C" ret orb_trans_def_orb_##routine params;
+#include "frame/kernels_trans.def"
+#undef ORB_T
 
 namespace orb::core {
 namespace {
@@ -147,7 +150,65 @@ kernel_table load() {
   return t;
 }
 
+bool fill_trans_from(void* h, const char* tag, trans_table& t, std::string& missing) {
+  const std::string prefix = std::string("orb_trans_") + tag + "_orb_";
+#define ORB_T(ret, routine, params, args)                                           \
+  t.routine = reinterpret_cast<decltype(t.routine)>(dlsym(h, (prefix + #routine).c_str())); \
+  if (!t.routine) {                                                                 \
+    missing = prefix + #routine;                                                    \
+    return false;                                                                   \
+  }
+#include "frame/kernels_trans.def"
+#undef ORB_T
+  return true;
+}
+
+void fill_trans_portable(trans_table& t) {
+#define ORB_T(ret, routine, params, args) t.routine = &orb_trans_def_orb_##routine;
+#include "frame/kernels_trans.def"
+#undef ORB_T
+  t.level = 0;
+  t.name = "built-in portable kernels";
+}
+
+// The transposition kernels come from the library the BLAS table was
+// filled from, so that one process never mixes builds.
+trans_table load_trans() {
+  trans_table t{};
+  const kernel_table& k = kernels();
+  for (int i = 0; i < kNumBuilds; ++i) {
+    if (kBuilds[i].level != k.level || std::strcmp(kBuilds[i].tag, "def") == 0) continue;
+    std::string missing;
+    void* h = open_build(i);
+    if (h && fill_trans_from(h, kBuilds[i].tag, t, missing)) {
+      t.level = k.level;
+      t.name = k.name;
+      return t;
+    }
+    std::fprintf(stderr, "orb: cannot take the transposition kernels from %s: it lacks %s; using the built-in portable kernels\n",
+                 kBuilds[i].file, missing.c_str());
+  }
+  fill_trans_portable(t);
+  return t;
+}
+
 }  // namespace
+
+const trans_table& trans_kernels() {
+  static const trans_table table = load_trans();
+  return table;
+}
+
+void* trans_kernel_symbol(const char* tag, const char* name) {
+  for (int i = 0; i < kNumBuilds; ++i) {
+    if (std::strcmp(tag, kBuilds[i].tag) != 0) continue;
+    const std::string sym = std::string("orb_trans_") + tag + "_orb_" + name;
+    if (std::strcmp(tag, "def") == 0) return dlsym(RTLD_DEFAULT, sym.c_str());
+    void* h = open_build(i);
+    return h ? dlsym(h, sym.c_str()) : nullptr;
+  }
+  return nullptr;
+}
 
 const kernel_table& kernels() {
   static const kernel_table table = load();
@@ -172,4 +233,8 @@ extern "C" const char* orb_kernel_library(void) { return orb::core::kernels().na
 
 extern "C" void* orb_test_kernel(const char* tag, const char* name) {
   return orb::core::kernel_symbol(tag, name);
+}
+
+extern "C" void* orb_test_trans_kernel(const char* tag, const char* name) {
+  return orb::core::trans_kernel_symbol(tag, name);
 }

@@ -14,6 +14,8 @@
 #define ORB_CAT(a, b, c, d) ORB_CAT_(a, b, c, d)
 
 #define ORB_BLAS(name) ORB_CAT(orb_blas_, ORB_TAG, _, name)
+// Transposition kernels: ORB_TRANS(domatcopy) is orb_trans_avx2_orb_domatcopy.
+#define ORB_TRANS(name) ORB_CAT(orb_trans_, ORB_TAG, _orb_, name)
 
 // Linkage and visibility of an exported kernel. Everything else in a kernel
 // library is hidden, so the builds never interpose on each other.

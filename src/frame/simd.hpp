@@ -524,4 +524,214 @@ inline unsigned lane_mask(int r) {
   return r >= vec<T>::N ? (vec<T>::N == 32 ? 0xffffffffu : (1u << vec<T>::N) - 1u) : (1u << r) - 1u;
 }
 
+// ---- Moving blocks of data: in-register transposition, sign flips,
+// streaming stores and prefetch. None of these does arithmetic, so a block
+// moved by any build holds the same bits.
+
+// Every loop below is unrolled and every routine inlined: the block must
+// stay in registers, which loops over arrays of registers would not.
+//
+// Transposes a square block of one register per row: W registers of W lanes
+// (of T), or with Unit = 16 a block of 128-bit units (a vec<double> of
+// complex doubles). Row i lane j trades places with row j lane i.
+#if ORB_LEVEL >= 9
+// The zero-masked forms with a full mask: GCC 12 warns about the undefined
+// source register of the plain forms once they are inlined.
+[[gnu::always_inline]] inline void native_transpose(__m512d* r) {
+  __m512d t[8];
+  #pragma GCC unroll 16
+  for (int i = 0; i < 8; i += 2) {
+    t[i] = _mm512_maskz_unpacklo_pd(0xff, r[i], r[i + 1]);
+    t[i + 1] = _mm512_maskz_unpackhi_pd(0xff, r[i], r[i + 1]);
+  }
+  // t[0] = r0.0 r1.0 | r0.2 r1.2 | r0.4 r1.4 | r0.6 r1.6 ; t[1] the odd lanes
+  __m512d u[8];
+  #pragma GCC unroll 16
+  for (int i = 0; i < 8; i += 4)
+    #pragma GCC unroll 16
+    for (int k = 0; k < 2; ++k) {
+      u[i + k] = _mm512_maskz_shuffle_f64x2(0xff, t[i + k], t[i + 2 + k], 0x88);      // 128-bit lanes 0,2 | 0,2
+      u[i + 2 + k] = _mm512_maskz_shuffle_f64x2(0xff, t[i + k], t[i + 2 + k], 0xdd);  // lanes 1,3 | 1,3
+    }
+  #pragma GCC unroll 16
+  for (int k = 0; k < 4; ++k) {
+    r[k] = _mm512_maskz_shuffle_f64x2(0xff, u[k], u[4 + k], 0x88);
+    r[4 + k] = _mm512_maskz_shuffle_f64x2(0xff, u[k], u[4 + k], 0xdd);
+  }
+}
+[[gnu::always_inline]] inline void native_transpose(__m512* r) {
+  __m512 t[16];
+  #pragma GCC unroll 16
+  for (int i = 0; i < 16; i += 2) {
+    t[i] = _mm512_maskz_unpacklo_ps(0xffff, r[i], r[i + 1]);
+    t[i + 1] = _mm512_maskz_unpackhi_ps(0xffff, r[i], r[i + 1]);
+  }
+  __m512 u[16];
+  #pragma GCC unroll 16
+  for (int i = 0; i < 16; i += 4)
+    #pragma GCC unroll 16
+    for (int k = 0; k < 2; ++k) {
+      u[i + k] = _mm512_castpd_ps(_mm512_maskz_unpacklo_pd(0xff, _mm512_castps_pd(t[i + k]), _mm512_castps_pd(t[i + 2 + k])));
+      u[i + 2 + k] = _mm512_castpd_ps(_mm512_maskz_unpackhi_pd(0xff, _mm512_castps_pd(t[i + k]), _mm512_castps_pd(t[i + 2 + k])));
+    }
+  // u[4g + s] holds, in each 128-bit lane l, column 4l + {0, 2, 1, 3}[s]
+  // of rows 4g..4g+3; the 128-bit shuffles below keep that order.
+  __m512 v[16];
+  #pragma GCC unroll 16
+  for (int i = 0; i < 16; i += 8)
+    #pragma GCC unroll 16
+    for (int k = 0; k < 4; ++k) {
+      v[i + k] = _mm512_maskz_shuffle_f32x4(0xffff, u[i + k], u[i + 4 + k], 0x88);
+      v[i + 4 + k] = _mm512_maskz_shuffle_f32x4(0xffff, u[i + k], u[i + 4 + k], 0xdd);
+    }
+  #pragma GCC unroll 16
+  for (int k = 0; k < 8; ++k) {
+    r[k] = _mm512_maskz_shuffle_f32x4(0xffff, v[k], v[8 + k], 0x88);
+    r[8 + k] = _mm512_maskz_shuffle_f32x4(0xffff, v[k], v[8 + k], 0xdd);
+  }
+  __m512 c[16];
+  static constexpr int kFrom[16] = {0, 2, 1, 3, 4, 6, 5, 7, 8, 10, 9, 11, 12, 14, 13, 15};
+  #pragma GCC unroll 16
+  for (int i = 0; i < 16; ++i) c[i] = r[kFrom[i]];
+  #pragma GCC unroll 16
+  for (int i = 0; i < 16; ++i) r[i] = c[i];
+}
+[[gnu::always_inline]] inline void native_transpose_units16(__m512d* r) {
+  const __m512d t0 = _mm512_maskz_shuffle_f64x2(0xff, r[0], r[1], 0x44), t1 = _mm512_maskz_shuffle_f64x2(0xff, r[0], r[1], 0xee);
+  const __m512d t2 = _mm512_maskz_shuffle_f64x2(0xff, r[2], r[3], 0x44), t3 = _mm512_maskz_shuffle_f64x2(0xff, r[2], r[3], 0xee);
+  r[0] = _mm512_maskz_shuffle_f64x2(0xff, t0, t2, 0x88);
+  r[1] = _mm512_maskz_shuffle_f64x2(0xff, t0, t2, 0xdd);
+  r[2] = _mm512_maskz_shuffle_f64x2(0xff, t1, t3, 0x88);
+  r[3] = _mm512_maskz_shuffle_f64x2(0xff, t1, t3, 0xdd);
+}
+inline constexpr int kUnits16PerReg = 4;
+inline __m512d bit_xor(__m512d a, __m512d b) { return _mm512_xor_pd(a, b); }
+inline __m512 bit_xor(__m512 a, __m512 b) { return _mm512_xor_ps(a, b); }
+inline void stream_reg(double* p, __m512d v) { _mm512_stream_pd(p, v); }
+inline void stream_reg(float* p, __m512 v) { _mm512_stream_ps(p, v); }
+#elif ORB_LEVEL >= 7
+[[gnu::always_inline]] inline void native_transpose(__m256d* r) {
+  const __m256d t0 = _mm256_unpacklo_pd(r[0], r[1]), t1 = _mm256_unpackhi_pd(r[0], r[1]);
+  const __m256d t2 = _mm256_unpacklo_pd(r[2], r[3]), t3 = _mm256_unpackhi_pd(r[2], r[3]);
+  r[0] = _mm256_permute2f128_pd(t0, t2, 0x20);
+  r[1] = _mm256_permute2f128_pd(t1, t3, 0x20);
+  r[2] = _mm256_permute2f128_pd(t0, t2, 0x31);
+  r[3] = _mm256_permute2f128_pd(t1, t3, 0x31);
+}
+[[gnu::always_inline]] inline void native_transpose(__m256* r) {
+  __m256 t[8], u[8];
+  #pragma GCC unroll 16
+  for (int i = 0; i < 8; i += 2) {
+    t[i] = _mm256_unpacklo_ps(r[i], r[i + 1]);
+    t[i + 1] = _mm256_unpackhi_ps(r[i], r[i + 1]);
+  }
+  #pragma GCC unroll 16
+  for (int i = 0; i < 8; i += 4) {
+    u[i + 0] = _mm256_shuffle_ps(t[i], t[i + 2], 0x44);
+    u[i + 1] = _mm256_shuffle_ps(t[i], t[i + 2], 0xee);
+    u[i + 2] = _mm256_shuffle_ps(t[i + 1], t[i + 3], 0x44);
+    u[i + 3] = _mm256_shuffle_ps(t[i + 1], t[i + 3], 0xee);
+  }
+  #pragma GCC unroll 16
+  for (int k = 0; k < 4; ++k) {
+    r[k] = _mm256_permute2f128_ps(u[k], u[4 + k], 0x20);
+    r[4 + k] = _mm256_permute2f128_ps(u[k], u[4 + k], 0x31);
+  }
+}
+[[gnu::always_inline]] inline void native_transpose_units16(__m256d* r) {
+  const __m256d t0 = _mm256_permute2f128_pd(r[0], r[1], 0x20), t1 = _mm256_permute2f128_pd(r[0], r[1], 0x31);
+  r[0] = t0;
+  r[1] = t1;
+}
+inline constexpr int kUnits16PerReg = 2;
+inline __m256d bit_xor(__m256d a, __m256d b) { return _mm256_xor_pd(a, b); }
+inline __m256 bit_xor(__m256 a, __m256 b) { return _mm256_xor_ps(a, b); }
+inline void stream_reg(double* p, __m256d v) { _mm256_stream_pd(p, v); }
+inline void stream_reg(float* p, __m256 v) { _mm256_stream_ps(p, v); }
+#else
+[[gnu::always_inline]] inline void native_transpose(__m128d* r) {
+  const __m128d t0 = _mm_unpacklo_pd(r[0], r[1]), t1 = _mm_unpackhi_pd(r[0], r[1]);
+  r[0] = t0;
+  r[1] = t1;
+}
+[[gnu::always_inline]] inline void native_transpose(__m128* r) { _MM_TRANSPOSE4_PS(r[0], r[1], r[2], r[3]); }
+[[gnu::always_inline]] inline void native_transpose_units16(__m128d*) {}
+inline constexpr int kUnits16PerReg = 1;
+inline __m128d bit_xor(__m128d a, __m128d b) { return _mm_xor_pd(a, b); }
+inline __m128 bit_xor(__m128 a, __m128 b) { return _mm_xor_ps(a, b); }
+inline void stream_reg(double* p, __m128d v) { _mm_stream_pd(p, v); }
+inline void stream_reg(float* p, __m128 v) { _mm_stream_ps(p, v); }
+#endif
+
+// Transposes N logical vectors (an N x N block of lanes) in place. The
+// block is cut into K x K blocks of one native register each, every one
+// transposed in registers and moved to the mirror position.
+template <class T>
+[[gnu::always_inline]] inline void transpose(vec<T>* v) {
+  using V = vec<T>;
+  constexpr int W = V::W, K = V::K;
+  typename V::R blk[W];
+  V out[V::N];
+  #pragma GCC unroll 16
+  for (int bi = 0; bi < K; ++bi)
+    #pragma GCC unroll 16
+    for (int bk = 0; bk < K; ++bk) {
+      #pragma GCC unroll 16
+      for (int t = 0; t < W; ++t) blk[t] = v[bi * W + t].r[bk];
+      native_transpose(blk);
+      #pragma GCC unroll 16
+      for (int t = 0; t < W; ++t) out[bk * W + t].r[bi] = blk[t];
+    }
+  #pragma GCC unroll 16
+  for (int i = 0; i < V::N; ++i) v[i] = out[i];
+}
+
+// The same for a block of 4 x 4 complex doubles: each vector is one row of
+// four 16-byte units.
+[[gnu::always_inline]] inline void transpose_units16(vec<double>* v) {
+  using V = vec<double>;
+  constexpr int U = kUnits16PerReg, K = V::K;
+  typename V::R blk[U];
+  V out[4];
+  #pragma GCC unroll 16
+  for (int bi = 0; bi < K; ++bi)
+    #pragma GCC unroll 16
+    for (int bk = 0; bk < K; ++bk) {
+      #pragma GCC unroll 16
+      for (int t = 0; t < U; ++t) blk[t] = v[bi * U + t].r[bk];
+      native_transpose_units16(blk);
+      #pragma GCC unroll 16
+      for (int t = 0; t < U; ++t) out[bk * U + t].r[bi] = blk[t];
+    }
+  #pragma GCC unroll 16
+  for (int i = 0; i < 4; ++i) v[i] = out[i];
+}
+
+// Lane-wise exclusive or of the bit patterns: with a mask of sign bits it
+// negates lanes exactly as the scalar unary minus does (NaNs included).
+template <class T>
+inline vec<T> bit_xor(const vec<T>& a, const vec<T>& b) {
+  vec<T> v;
+  for (int k = 0; k < vec<T>::K; ++k) v.r[k] = bit_xor(a.r[k], b.r[k]);
+  return v;
+}
+// The odd lanes' sign bits: conjugates a vector of interleaved complex values.
+template <class T>
+inline vec<T> odd_sign_mask() {
+  alignas(64) T t[vec<T>::N];
+  for (int i = 0; i < vec<T>::N; ++i) t[i] = (i & 1) ? T(-0.0) : T(0.0);
+  return vec<T>::load(t);
+}
+
+// A store that bypasses the caches (p 64-byte aligned). A run of them ends
+// with stream_fence() before the data is handed to another thread.
+template <class T>
+inline void stream(T* p, const vec<T>& v) {
+  for (int k = 0; k < vec<T>::K; ++k) stream_reg(p + k * vec<T>::W, v.r[k]);
+}
+inline void stream_fence() { _mm_sfence(); }
+
+// Asks for the cache line at p ahead of its use (a hint: never faults).
+inline void prefetch(const void* p) { _mm_prefetch(static_cast<const char*>(p), _MM_HINT_T0); }
+
 }  // namespace orb::simd

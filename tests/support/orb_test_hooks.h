@@ -18,6 +18,9 @@ long orb_test_live_blocks(void);
    that build cannot be loaded here or lacks the name. name is the part after
    the build tag, such as "xddot". */
 void* orb_test_kernel(const char* tag, const char* name);
+/* The same for a transposition kernel: name is the routine, such as
+   "domatcopy2_t" for orb_trans_<tag>_orb_domatcopy2_t. */
+void* orb_test_trans_kernel(const char* tag, const char* name);
 
 #ifdef __cplusplus
 }
