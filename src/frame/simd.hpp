@@ -37,6 +37,20 @@ inline constexpr int kRegBytes = 16;
 template <class T> struct reg;
 
 #if ORB_LEVEL >= 9
+// A compare mask as a plain integer. The move out of the mask register is
+// spelled out because GCC 12, when it spills a byte-wide mask (seen at -O1
+// under the sanitizers), stores it with kmovb and reloads the slot as a
+// full word, so the bits above the mask were garbage.
+inline unsigned mask_bits(__mmask8 m) {
+  unsigned r;
+  asm("kmovb %1, %0" : "=r"(r) : "k"(m));
+  return r;
+}
+inline unsigned mask_bits(__mmask16 m) {
+  unsigned r;
+  asm("kmovw %1, %0" : "=r"(r) : "k"(m));
+  return r;
+}
 template <> struct reg<double> {
   using R = __m512d;
   static constexpr int W = 8;
@@ -69,8 +83,8 @@ template <> struct reg<double> {
                                            _mm256_set1_epi32(int(stride)));
     return _mm512_mask_i32gather_pd(_mm512_setzero_pd(), __mmask8((1u << live) - 1u), idx, p, 8);
   }
-  static unsigned eq_mask(R a, R b) { return _mm512_cmp_pd_mask(a, b, _CMP_EQ_OQ); }
-  static unsigned gt_mask(R a, R b) { return _mm512_cmp_pd_mask(a, b, _CMP_GT_OQ); }
+  static unsigned eq_mask(R a, R b) { return mask_bits(_mm512_cmp_pd_mask(a, b, _CMP_EQ_OQ)); }
+  static unsigned gt_mask(R a, R b) { return mask_bits(_mm512_cmp_pd_mask(a, b, _CMP_GT_OQ)); }
   static R swap_pairs(R a) { return _mm512_mask_permute_pd(a, __mmask8(0xff), a, 0x55); }
   static R loadu_cvt(const float* p) { return _mm512_maskz_cvtps_pd(__mmask8(0xff), _mm256_loadu_ps(p)); }
   static R maskz_loadu_cvt(const float* p, int live) {
@@ -110,8 +124,8 @@ template <> struct reg<float> {
         _mm512_set1_epi32(int(stride)));
     return _mm512_mask_i32gather_ps(_mm512_setzero_ps(), __mmask16((1u << live) - 1u), idx, p, 4);
   }
-  static unsigned eq_mask(R a, R b) { return _mm512_cmp_ps_mask(a, b, _CMP_EQ_OQ); }
-  static unsigned gt_mask(R a, R b) { return _mm512_cmp_ps_mask(a, b, _CMP_GT_OQ); }
+  static unsigned eq_mask(R a, R b) { return mask_bits(_mm512_cmp_ps_mask(a, b, _CMP_EQ_OQ)); }
+  static unsigned gt_mask(R a, R b) { return mask_bits(_mm512_cmp_ps_mask(a, b, _CMP_GT_OQ)); }
   static R swap_pairs(R a) { return _mm512_mask_permute_ps(a, __mmask16(0xffff), a, 0xB1); }
 };
 #elif ORB_LEVEL >= 7
