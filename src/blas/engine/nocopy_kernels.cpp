@@ -37,8 +37,12 @@ inline vec<T> load_strip(const T* a, int lda, int i, int p, int live) {
   return live >= N ? V::loadu(src) : V::load_mask(src, live);
 }
 
-template <class T, bool TA, bool TB, int BETA, int R, int NJ, strip_mode mode>
-void tile(int live, int kb, T alpha, const T* a, int lda, const T* b, int ldb, T beta, T* c,
+// beta_kind is 0, 1 or 2 (any other value, read from beta): it only shapes the
+// update of C after the K loop, so it is a run-time value there; only the
+// prefetch of B's next column (PF: B not transposed and beta 1) changes the
+// loop itself. Fewer copies of the tile, the same instructions per tile.
+template <class T, bool TA, bool TB, bool PF, int R, int NJ, strip_mode mode>
+void tile(int live, int kb, T alpha, const T* a, int lda, const T* b, int ldb, int beta_kind, T beta, T* c,
           int ldc, int i, int j, T* scratch) {
   using V = vec<T>;
   constexpr int N = V::N;
@@ -63,7 +67,7 @@ void tile(int live, int kb, T alpha, const T* a, int lda, const T* b, int ldb, T
         #pragma GCC unroll 16
         for (int r = 0; r < R; ++r) av[r].store(scratch + (ptrdiff_t(p) * R + r) * N);
     }
-    if (!TB && BETA == 1) __builtin_prefetch(bq[0] + p + 128 / sizeof(T));
+    if (PF) __builtin_prefetch(bq[0] + p + 128 / sizeof(T));
     #pragma GCC unroll 16
     for (int q = 0; q < NJ; ++q) {
       const V bv = V::set1(bq[q][p * bstep]);
@@ -72,7 +76,7 @@ void tile(int live, int kb, T alpha, const T* a, int lda, const T* b, int ldb, T
     }
   }
   const V va = V::set1(alpha), vb = V::set1(beta);
-  if (BETA != 0 && live < R * N) {
+  if (beta_kind != 0 && live < R * N) {
     // A short strip: masked stores to one column followed by masked loads
     // of the next stall the load until the store leaves the core (the
     // masks hide that the elements do not overlap), so every column of C
@@ -93,7 +97,7 @@ void tile(int live, int kb, T alpha, const T* a, int lda, const T* b, int ldb, T
         const int l = live - r * N;
         if (l <= 0) break;
         T* o = c + i + r * N + ptrdiff_t(j + q) * ldc;
-        const V out = BETA == 1 ? fma(va, acc[r][q], cv[r][q]) : fma(va, acc[r][q], vb * cv[r][q]);
+        const V out = beta_kind == 1 ? fma(va, acc[r][q], cv[r][q]) : fma(va, acc[r][q], vb * cv[r][q]);
         l >= N ? out.storeu(o) : out.store_mask(o, l);
       }
     return;
@@ -107,22 +111,25 @@ void tile(int live, int kb, T alpha, const T* a, int lda, const T* b, int ldb, T
       if (l <= 0) break;
       T* o = cc + r * N;
       V out;
-      if (BETA == 0) out = va * acc[r][q];
+      if (beta_kind == 0) out = va * acc[r][q];
       else {
         const V cv = l >= N ? V::loadu(o) : V::load_mask(o, l);
-        out = BETA == 1 ? fma(va, acc[r][q], cv) : fma(va, acc[r][q], vb * cv);
+        out = beta_kind == 1 ? fma(va, acc[r][q], cv) : fma(va, acc[r][q], vb * cv);
       }
       l >= N ? out.storeu(o) : out.store_mask(o, l);
     }
   }
 }
 
-template <class T, bool TA, bool TB, int BETA, int R, strip_mode mode>
+template <class T, bool TA, bool TB, bool PF, int R, strip_mode mode>
 __attribute__((always_inline)) inline void tiles(int live, int nj, int kb, T alpha, const T* a, int lda, const T* b,
-                                                 int ldb, T beta, T* c, int ldc, int i, int j, T* scratch) {
+                                                 int ldb, int beta_kind, T beta, T* c, int ldc, int i, int j,
+                                                 T* scratch) {
   switch (nj) {
 #define ORB_TILE(w) \
-  case w: tile<T, TA, TB, BETA, R, w, mode>(live, kb, alpha, a, lda, b, ldb, beta, c, ldc, i, j, scratch); break;
+  case w:          \
+    tile<T, TA, TB, PF, R, w, mode>(live, kb, alpha, a, lda, b, ldb, beta_kind, beta, c, ldc, i, j, scratch); \
+    break;
     ORB_TILE(1) ORB_TILE(2) ORB_TILE(3) ORB_TILE(4) ORB_TILE(5) ORB_TILE(6)
 #undef ORB_TILE
   }
@@ -130,43 +137,44 @@ __attribute__((always_inline)) inline void tiles(int live, int nj, int kb, T alp
 
 // A strip across the columns: the first tile of a strip headed for the
 // scratch copies it there, the others read it back.
-template <class T, bool TA, bool TB, int BETA, int R>
+template <class T, bool TA, bool TB, bool PF, int R>
 __attribute__((always_inline)) inline void strip(strip_mode first, int live, int nb, int kb, T alpha, const T* a,
-                                                 int lda, const T* b, int ldb, T beta, T* c, int ldc, int i,
-                                                 T* scratch) {
+                                                 int lda, const T* b, int ldb, int beta_kind, T beta, T* c, int ldc,
+                                                 int i, T* scratch) {
   for (int j = 0; j < nb; j += kTileCols) {
     const int nj = nb - j < kTileCols ? nb - j : kTileCols;
     if (first == kSource)
-      tiles<T, TA, TB, BETA, R, kSource>(live, nj, kb, alpha, a, lda, b, ldb, beta, c, ldc, i, j, scratch);
+      tiles<T, TA, TB, PF, R, kSource>(live, nj, kb, alpha, a, lda, b, ldb, beta_kind, beta, c, ldc, i, j, scratch);
     else if (j == 0)
-      tiles<T, TA, TB, BETA, R, kSourceToScratch>(live, nj, kb, alpha, a, lda, b, ldb, beta, c, ldc, i, j, scratch);
+      tiles<T, TA, TB, PF, R, kSourceToScratch>(live, nj, kb, alpha, a, lda, b, ldb, beta_kind, beta, c, ldc, i, j,
+                                                scratch);
     else
-      tiles<T, TA, TB, BETA, R, kScratch>(live, nj, kb, alpha, a, lda, b, ldb, beta, c, ldc, i, j, scratch);
+      tiles<T, TA, TB, PF, R, kScratch>(live, nj, kb, alpha, a, lda, b, ldb, beta_kind, beta, c, ldc, i, j, scratch);
   }
 }
 
-template <class T, bool TA, bool TB, int BETA>
-void strips(strip_mode first, int mb, int nb, int kb, T alpha, const T* a, int lda, const T* b, int ldb, T beta, T* c,
-            int ldc, T* scratch) {
+template <class T, bool TA, bool TB, bool PF>
+void strips(strip_mode first, int mb, int nb, int kb, T alpha, const T* a, int lda, const T* b, int ldb,
+            int beta_kind, T beta, T* c, int ldc, T* scratch) {
   constexpr int N = vec<T>::N, S = kStripVecs * N;
   int i = 0;
   for (; i + S <= mb; i += S)
-    strip<T, TA, TB, BETA, kStripVecs>(first, S, nb, kb, alpha, a, lda, b, ldb, beta, c, ldc, i, scratch);
+    strip<T, TA, TB, PF, kStripVecs>(first, S, nb, kb, alpha, a, lda, b, ldb, beta_kind, beta, c, ldc, i, scratch);
   for (; i < mb; i += N)
-    strip<T, TA, TB, BETA, 1>(first, mb - i < N ? mb - i : N, nb, kb, alpha, a, lda, b, ldb, beta, c, ldc, i,
-                              scratch);
+    strip<T, TA, TB, PF, 1>(first, mb - i < N ? mb - i : N, nb, kb, alpha, a, lda, b, ldb, beta_kind, beta, c,
+                            ldc, i, scratch);
 }
 
 // The scratch lives in a frame of its own, so that calls which read A in
 // place (small ones above all) do not pay for setting up tens of kilobytes
 // of stack.
-template <class T, bool TA, bool TB, int BETA>
+template <class T, bool TA, bool TB, bool PF>
 __attribute__((noinline)) void strips_through_scratch(int mb, int nb, int kb, T alpha, const T* a, int lda,
-                                                      const T* b, int ldb, T beta, T* c, int ldc) {
+                                                      const T* b, int ldb, int beta_kind, T beta, T* c, int ldc) {
   constexpr int S = kStripVecs * vec<T>::N;
   // Room for one strip over the K block, page-aligned.
   alignas(4096) T scratch[kScratchK * S + 128 / sizeof(T)];
-  strips<T, TA, TB, BETA>(kSourceToScratch, mb, nb, kb, alpha, a, lda, b, ldb, beta, c, ldc, scratch);
+  strips<T, TA, TB, PF>(kSourceToScratch, mb, nb, kb, alpha, a, lda, b, ldb, beta_kind, beta, c, ldc, scratch);
 }
 
 template <class T, bool TA, bool TB, int BETA>
@@ -174,6 +182,7 @@ void nocopy(int mb, int nb, int kb, const T* palpha, const T* a, int lda, const 
             int ldc) {
   if (mb < 1 || nb < 1) return;
   const T alpha = *palpha, beta = BETA == 2 ? *pbeta : T(BETA);
+  constexpr bool PF = !TB && BETA == 1;
   if (kb < 1) {
     // Nothing to add: only beta acts.
     if (BETA != 1)
@@ -183,9 +192,9 @@ void nocopy(int mb, int nb, int kb, const T* palpha, const T* a, int lda, const 
   if (kb <= kScratchK && nb > kTileCols) {
     const bool unaligned = (reinterpret_cast<std::uintptr_t>(a) % 32) != 0 || (ptrdiff_t(lda) * sizeof(T)) % 32 != 0;
     if (TA || (nb > 18 && unaligned))
-      return strips_through_scratch<T, TA, TB, BETA>(mb, nb, kb, alpha, a, lda, b, ldb, beta, c, ldc);
+      return strips_through_scratch<T, TA, TB, PF>(mb, nb, kb, alpha, a, lda, b, ldb, BETA, beta, c, ldc);
   }
-  strips<T, TA, TB, BETA>(kSource, mb, nb, kb, alpha, a, lda, b, ldb, beta, c, ldc, nullptr);
+  strips<T, TA, TB, PF>(kSource, mb, nb, kb, alpha, a, lda, b, ldb, BETA, beta, c, ldc, nullptr);
 }
 
 }  // namespace
