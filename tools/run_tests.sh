@@ -25,7 +25,9 @@
 #             x86_64), so on i386 it would prove nothing new; the benchmarks.
 #   sanitize  AddressSanitizer + UndefinedBehaviorSanitizer at -O1: the
 #             portable build and the best build this processor runs (AVX-512,
-#             else AVX2), every unit test on each. Left out: the third build
+#             else AVX2), every unit test on each. The test programs' own code
+#             carries AddressSanitizer alone (their arithmetic is not what is
+#             under test). Left out: the third build
 #             (same source, no code of its own to check), and the reference
 #             programs: Debian's uninstrumented Fortran programs need
 #             AddressSanitizer preloaded, and then their own malloc binds to
@@ -312,6 +314,7 @@ main() {
   echo
   echo "==================== orb test summary ===================="
   for line in "${SUMMARY[@]}"; do echo "$line"; done
+  echo "processor: $cpu ($(nproc) processors), $JOBS jobs"
   echo "wall time: $(elapsed "$START"); logs in $BUILD_ROOT/logs/"
   # Processor time of everything this run started (user, system): on a busy
   # machine, a better measure of the cost than the wall time.

@@ -54,7 +54,9 @@ check() { if eval "$2"; then echo "ok: $1"; else echo "FAILED: $1"; fail=1; fi; 
 run() {
   : >"$work/calls"
   rm -rf "$work/build"
-  env PATH="$work/bin:$PATH" STUB_DIR="$work" ORB_APT_ROOT=1 ORB_APT_PAUSE=0 ORB_APT_TRIES=3 \
+  # A caller running the suite with the package step off must not switch it
+  # off here as well (the stage would then build for real).
+  env -u ORB_CI_NO_APT PATH="$work/bin:$PATH" STUB_DIR="$work" ORB_APT_ROOT=1 ORB_APT_PAUSE=0 ORB_APT_TRIES=3 \
     ORB_CI_BUILD="$work/build" ORB_CI_STAGES="$1" "${@:3}" bash "$src/tools/run_tests.sh" $2 >"$work/out" 2>&1
   echo $? >"$work/rc"
   sed 's/^/    | /' "$work/out"
