@@ -33,10 +33,65 @@
   ORB_TRX_DRIVER(T, x##t##trmm_left_upper_fullacopybcopy)              \
   ORB_TRX_DRIVER(T, x##t##trmm_right_lower_fullacopybcopy)             \
   ORB_TRX_DRIVER(T, x##t##trmm_right_upper_fullacopybcopy)
-ORB_TRX_DECLS(float, s)
-ORB_TRX_DECLS(double, d)
-ORB_TRX_DECLS(orb_complex8, c)
-ORB_TRX_DECLS(orb_complex16, z)
+
+// The routines the drivers reach through the routine table (the tri_kernel,
+// tri_scale and copier slots):
+//   ?trsm_kernel_{left,right}_{lower,upper}, ?trmm_kernel_...: views as the
+//     engine's ?gemm_ker0, forwarding to ?trsm_kernel_{ll,lu,rl,ru}_0 and
+//     ?trmm_kernel_..._0, which take (m, n, k, factor, a, b, c, ldc) as
+//     ?gemm_kernel_0 does. Left: a the packed triangle (order m), b the B
+//     panel, c B. Right: a the row panel of B, b the packed triangle (order
+//     n), c B. The solve writes its result to c and into the panel of B.
+//   ?trsm_scale_{left,right}[_unit], ?trmm_scale_{left,right}_unit: the
+//     diagonal of a packed triangle made its reciprocal (the copy holds -A),
+//     or 1.
+//   ?trxm_copy_{left,right}_{lower,upper}: the diagonal block of op(A) into
+//     the panel layout of its side, zeros outside the triangle.
+#define ORB_TRX_TRI(T, name)                                                                                   \
+  ORB_API void ORB_BLAS(name)(const T* one, const orb::engine::blas_matrix* a_panel,                          \
+                              const orb::engine::blas_matrix* b_panel, const T* beta,                         \
+                              orb::engine::blas_matrix* c, void* scratch);
+#define ORB_TRX_TRI0(T, name)                                                                                  \
+  ORB_API void ORB_BLAS(name)(const int* m, const int* n, const int* k, const T* factor, T* a, T* b, T* c, int ldc);
+#define ORB_TRX_SCALE(T, name)                                                                                 \
+  ORB_API void ORB_BLAS(name)(orb::engine::blas_op_params<T> * params, orb::engine::blas_matrix * tri,        \
+                              orb::engine::blas_matrix * other);
+#define ORB_TRX_COPY(T, name)                                                                                  \
+  ORB_API void ORB_BLAS(name)(const orb::engine::blas_matrix* src, orb::engine::blas_matrix* dst, const T* factor);
+#define ORB_TRX_OP_DECLS(T, t, op)                                                                             \
+  ORB_TRX_TRI(T, t##op##_kernel_left_lower)                                                                    \
+  ORB_TRX_TRI(T, t##op##_kernel_left_upper)                                                                    \
+  ORB_TRX_TRI(T, t##op##_kernel_right_lower)                                                                   \
+  ORB_TRX_TRI(T, t##op##_kernel_right_upper)                                                                   \
+  ORB_TRX_TRI0(T, t##op##_kernel_ll_0)                                                                         \
+  ORB_TRX_TRI0(T, t##op##_kernel_lu_0)                                                                         \
+  ORB_TRX_TRI0(T, t##op##_kernel_rl_0)                                                                         \
+  ORB_TRX_TRI0(T, t##op##_kernel_ru_0)
+#define ORB_TRX_TABLE_DECLS(T, t)                                                                              \
+  ORB_TRX_OP_DECLS(T, t, trsm)                                                                                 \
+  ORB_TRX_OP_DECLS(T, t, trmm)                                                                                 \
+  ORB_TRX_SCALE(T, t##trsm_scale_left)                                                                         \
+  ORB_TRX_SCALE(T, t##trsm_scale_left_unit)                                                                    \
+  ORB_TRX_SCALE(T, t##trsm_scale_right)                                                                        \
+  ORB_TRX_SCALE(T, t##trsm_scale_right_unit)                                                                   \
+  ORB_TRX_SCALE(T, t##trmm_scale_left_unit)                                                                    \
+  ORB_TRX_SCALE(T, t##trmm_scale_right_unit)                                                                   \
+  ORB_TRX_COPY(T, t##trxm_copy_left_lower)                                                                     \
+  ORB_TRX_COPY(T, t##trxm_copy_left_upper)                                                                     \
+  ORB_TRX_COPY(T, t##trxm_copy_right_lower)                                                                    \
+  ORB_TRX_COPY(T, t##trxm_copy_right_upper)
+#define ORB_TRX_ALL(T, t) ORB_TRX_DECLS(T, t) ORB_TRX_TABLE_DECLS(T, t)
+ORB_TRX_ALL(float, s)
+ORB_TRX_ALL(double, d)
+ORB_TRX_ALL(orb_complex8, c)
+ORB_TRX_ALL(orb_complex16, z)
+#undef ORB_TRX_ALL
+#undef ORB_TRX_TABLE_DECLS
+#undef ORB_TRX_OP_DECLS
+#undef ORB_TRX_COPY
+#undef ORB_TRX_SCALE
+#undef ORB_TRX_TRI0
+#undef ORB_TRX_TRI
 #undef ORB_TRX_DECLS
 #undef ORB_TRX_DRIVER
 
@@ -53,10 +108,6 @@ ORB_API int ORB_BLAS(sptrmm_copya)(ORB_PTRX_ARGS(float));
 ORB_API int ORB_BLAS(dptrmm_copya)(ORB_PTRX_ARGS(double));
 
 namespace orb::level3 {
-
-// Order of the diagonal blocks of the blocked drivers: the GEMM updates
-// between them have this K, so every thread count sees the same sums.
-template <class T> constexpr int trx_block() { return engine::gemm_traits<T>::comps == 2 ? 64 : 128; }
 
 template <class T> engine::driver_fn<T> trx_driver(bool solve, bool right, bool lower);
 
