@@ -6,7 +6,10 @@
 // triangle of op(A), applies alpha to B once and calls the driver; the
 // drivers, the triangle copiers and the triangular kernels are in
 // trxm_packed.cpp. The no-buffer paths and the small product walk B in
-// place through the direct bodies (trxm_direct.hpp).
+// place through the direct bodies (trxm_direct.hpp), as do the skinny
+// solves strsm_pst and ctrsm_pst.
+#include <type_traits>
+
 #include "blas/engine/paths.hpp"
 #include "blas/level3/level3.hpp"
 #include "blas/level3/trxm.hpp"
@@ -52,6 +55,19 @@ void entry(int op, const char* side, const char* uplo, const char* transa, const
   fill_records(op, side, uplo, transa, diag, m, n, alpha, a, *lda, b, *ldb, &p, &av, &bv);
   engine::gemm_strategy st;
   engine::initialize_strategy<T>(&st);
+  // Single precision with a triangle no taller than one register strip:
+  // packing it would cost more than the solve, so the skinny form solves B
+  // in place. The test reads the triangle's order alone, so every block of
+  // a call the core splits takes the same path.
+  if constexpr (std::is_same_v<T, float> || std::is_same_v<T, orb_complex8>) {
+    if (op == engine::op_trsm && av.rows <= st.unroll_m) {
+      if constexpr (std::is_same_v<T, float>)
+        ORB_BLAS(strsm_pst)(side, uplo, transa, diag, pm, pn, alpha, a, lda, b, ldb);
+      else
+        ORB_BLAS(ctrsm_pst)(side, uplo, transa, diag, pm, pn, alpha, a, lda, b, ldb);
+      return;
+    }
+  }
   gemm_kernel_info<T> info;
   engine::initialize_kernel_info<T>(&p, &av, &bv, &bv, &st, &info);
   if (!engine::is_one(p.alpha)) {
@@ -115,6 +131,12 @@ ORB_TRX_EXPORTS(orb_complex8, c)
 ORB_TRX_EXPORTS(orb_complex16, z)
 #undef ORB_TRX_EXPORTS
 
+ORB_API void ORB_BLAS(strsm_pst)(ORB_TRX_ARGS(float)) {
+  direct_call<float, true>(side, uplo, transa, diag, m, n, alpha, a, lda, b, ldb);
+}
+ORB_API void ORB_BLAS(ctrsm_pst)(ORB_TRX_ARGS(orb_complex8)) {
+  direct_call<orb_complex8, true>(side, uplo, transa, diag, m, n, alpha, a, lda, b, ldb);
+}
 ORB_API void ORB_BLAS(strmm_sm)(ORB_TRX_ARGS(float)) {
   direct_call<float, false>(side, uplo, transa, diag, m, n, alpha, a, lda, b, ldb);
 }

@@ -95,6 +95,11 @@ ORB_TRX_ALL(orb_complex16, z)
 #undef ORB_TRX_DECLS
 #undef ORB_TRX_DRIVER
 
+// The skinny solves of single precision (a triangle no taller than one
+// register strip), in place with no buffers.
+ORB_API void ORB_BLAS(strsm_pst)(ORB_TRX_ARGS(float));
+ORB_API void ORB_BLAS(ctrsm_pst)(ORB_TRX_ARGS(orb_complex8));
+
 // The small-size product (left with m <= 10, right with n <= 10).
 ORB_API void ORB_BLAS(strmm_sm)(ORB_TRX_ARGS(float));
 ORB_API void ORB_BLAS(dtrmm_sm)(ORB_TRX_ARGS(double));
