@@ -85,18 +85,6 @@ inline void each_panel(int L, int W, bool backward, F f) {
 
 // ---- Scalar steps of the left-side squares (C reals an element) -----------------
 template <class R, int C>
-inline void fma_into(R* v, const R* a, const R* x) {
-  if constexpr (C == 1) {
-    v[0] = std::fma(a[0], x[0], v[0]);
-  } else {
-    v[0] = std::fma(a[0], x[0], v[0]);
-    v[0] = std::fma(-a[1], x[1], v[0]);
-    v[1] = std::fma(a[0], x[1], v[1]);
-    v[1] = std::fma(a[1], x[0], v[1]);
-  }
-}
-
-template <class R, int C>
 inline void mul_by(R* out, const R* v, const R* d) {
   if constexpr (C == 1) {
     out[0] = v[0] * d[0];
@@ -108,38 +96,75 @@ inline void mul_by(R* out, const R* v, const R* d) {
   }
 }
 
+// acc += a x for a vector a of coefficients and one scalar x: for the
+// complex types a x is a xr + (-ai, ar) xi, the pair swap and the sign
+// exact, each lane one fused step per part.
+template <class R, int C>
+__attribute__((always_inline)) inline void add_scaled(simd::vec<R>& acc, const simd::vec<R>& a, const R* x,
+                                                     const simd::vec<R>& sign) {
+  using V = simd::vec<R>;
+  acc = fma(a, V::set1(x[0]), acc);
+  if constexpr (C == 2) acc = fma(swap_pairs(a) * sign, V::set1(x[1]), acc);
+}
+
 // The diagonal square of one strip (w rows starting at row s0 of the block)
 // against one column group (gw columns): as is the strip's packed A, bg the
-// group's B panel, c the tile of B. The solve takes the tile as the
-// register kernel left it, solves the square and writes the rows to c and
-// bg; the product adds the square's terms (reading bg, the block's rows as
-// they were) to the tile, or to zero when nothing came before.
+// group's B panel, c the tile of B. Each column of the tile is one vector
+// (rows in lanes); the square's column q is one vector of the packed strip.
+// The solve takes the tile as the register kernel left it: row q of each
+// column is read from the vector as it stands, multiplied by the reciprocal
+// and stored to c and bg, then its terms go to every lane (the lanes of
+// rows already solved take the zeros or terms of no use and are never read
+// again). The product adds the square's terms (reading bg, the block's rows
+// as they were) to the tile, or to zero when nothing came before; there
+// only the lanes of the triangle take them, so that a NaN or infinity in a
+// row of B reaches no row the triangle does not join it to.
 template <class R, int C, bool Solve, bool Lower>
 void left_square(int w, int gw, const R* as, int s0, R* bg, R* c, ptrdiff_t ldc, bool fresh) {
-  for (int jj = 0; jj < gw; ++jj) {
-    R v[16 * C];
-    R* cj = c + ptrdiff_t(jj) * ldc * C;
-    for (int i = 0; i < w * C; ++i) v[i] = fresh ? R(0) : cj[i];
-    auto at = [&](int i, int q) { return as + (ptrdiff_t(s0 + q) * w + i) * C; };
-    auto row = [&](int q) { return bg + (ptrdiff_t(s0 + q) * gw + jj) * C; };
-    if constexpr (Solve) {
-      for (int step = 0; step < w; ++step) {
-        const int q = Lower ? step : w - 1 - step;
+  using V = simd::vec<R>;
+  constexpr int N = V::N;
+  const int live = w * C;
+  V sign = V::zero();
+  if constexpr (C == 2) sign = direct::complex_factor<R>::signs();
+  auto coef = [&](int q) { return V::load_mask(as + ptrdiff_t(s0 + q) * w * C, live); };
+  auto row = [&](int q, int j) { return bg + (ptrdiff_t(s0 + q) * gw + j) * C; };
+  if constexpr (Solve) {
+    alignas(64) R t[6][N];
+    for (int j = 0; j < gw; ++j) V::load_mask(c + ptrdiff_t(j) * ldc * C, live).store(t[j]);
+    for (int step = 0; step < w; ++step) {
+      const int q = Lower ? step : w - 1 - step;
+      const V a = coef(q);
+      const R* d = as + (ptrdiff_t(s0 + q) * w + q) * C;
+      for (int j = 0; j < gw; ++j) {
         R x[C];
-        mul_by<R, C>(x, v + q * C, at(q, q));
-        for (int e = 0; e < C; ++e) v[q * C + e] = x[e];
-        const int i0 = Lower ? q + 1 : 0, i1 = Lower ? w : q;
-        for (int i = i0; i < i1; ++i) fma_into<R, C>(v + i * C, at(i, q), x);
-      }
-      for (int q = 0; q < w; ++q)
-        for (int e = 0; e < C; ++e) row(q)[e] = v[q * C + e];
-    } else {
-      for (int q = 0; q < w; ++q) {
-        const int i0 = Lower ? q : 0, i1 = Lower ? w : q + 1;
-        for (int i = i0; i < i1; ++i) fma_into<R, C>(v + i * C, at(i, q), row(q));
+        mul_by<R, C>(x, t[j] + q * C, d);
+        R* cj = c + (ptrdiff_t(j) * ldc + q) * C;
+        R* bj = row(q, j);
+        for (int e = 0; e < C; ++e) cj[e] = bj[e] = x[e];
+        V v = V::load(t[j]);
+        add_scaled<R, C>(v, a, x, sign);
+        v.store(t[j]);
       }
     }
-    for (int i = 0; i < w * C; ++i) cj[i] = v[i];
+  } else {
+    alignas(64) R id[N];
+    for (int i = 0; i < N; ++i) id[i] = R(i / C);
+    const V lane_row = V::loadu(id);
+    V v[6];
+    for (int j = 0; j < gw; ++j) v[j] = fresh ? V::zero() : V::load_mask(c + ptrdiff_t(j) * ldc * C, live);
+    for (int q = 0; q < w; ++q) {
+      const V a = coef(q);
+      // Lower: rows q and below; upper: rows q and above.
+      const V edge = V::set1(Lower ? R(q) - R(0.5) : R(q) + R(0.5));
+      for (int j = 0; j < gw; ++j) {
+        V nv = v[j];
+        add_scaled<R, C>(nv, a, row(q, j), sign);
+        for (int k = 0; k < V::K; ++k)
+          v[j].r[k] = Lower ? V::Reg::blend_gt(lane_row.r[k], edge.r[k], nv.r[k], v[j].r[k])
+                            : V::Reg::blend_gt(edge.r[k], lane_row.r[k], nv.r[k], v[j].r[k]);
+      }
+    }
+    for (int j = 0; j < gw; ++j) v[j].store_mask(c + ptrdiff_t(j) * ldc * C, live);
   }
 }
 
