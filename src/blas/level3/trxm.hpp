@@ -100,6 +100,35 @@ ORB_TRX_ALL(orb_complex16, z)
 ORB_API void ORB_BLAS(strsm_pst)(ORB_TRX_ARGS(float));
 ORB_API void ORB_BLAS(ctrsm_pst)(ORB_TRX_ARGS(orb_complex8));
 
+// The older complex solve (ctrsm_v1.cpp): the entry with the public
+// arguments, the two sides' walks (alpha applied), the block copiers, the
+// solves of one packed block and their tiles.
+ORB_API void ORB_BLAS(xctrsm_v1)(ORB_TRX_ARGS(orb_complex8));
+ORB_API void ORB_BLAS(ctrsm_left)(const char* side, const char* uplo, const char* transa, const char* diag,
+                                  const int* m, const int* n, const orb_complex8* a, const int* lda, orb_complex8* b,
+                                  const int* ldb);
+ORB_API void ORB_BLAS(ctrsm_right)(const char* side, const char* uplo, const char* transa, const char* diag,
+                                   const int* m, const int* n, const orb_complex8* a, const int* lda,
+                                   orb_complex8* b, const int* ldb);
+ORB_API void ORB_BLAS(ctrsm_copya_a4)(const char* side, const char* uplo, const char* transa, const char* diag,
+                                      const int* k, const orb_complex8* a, const int* lda, orb_complex8* dst);
+ORB_API void ORB_BLAS(ctrsm_copya_a2)(const char* side, const char* uplo, const char* transa, const char* diag,
+                                      const int* k, const orb_complex8* a, const int* lda, orb_complex8* dst);
+ORB_API void ORB_BLAS(ctrsm_left_ker)(const int* lower, const int* k, const int* n, const orb_complex8* packed,
+                                      orb_complex8* b, const int* ldb);
+ORB_API void ORB_BLAS(ctrsm_right_ker)(const int* lower, const int* m, const int* k, const orb_complex8* packed,
+                                       orb_complex8* b, const int* ldb);
+#define ORB_V1_TILE_DECL(name)                                                                         \
+  ORB_API void ORB_BLAS(name)(const int* k, const int* w, const int* s0, const orb_complex8* panel, \
+                              orb_complex8* b, const int* ldb, const int* count);
+ORB_V1_TILE_DECL(ctrsm_ker_lln_a4_b8)
+ORB_V1_TILE_DECL(ctrsm_ker_lun_a4_b8)
+ORB_V1_TILE_DECL(ctrsm_ker_rln_a2_b8)
+ORB_V1_TILE_DECL(ctrsm_ker_run_a2_b8)
+ORB_V1_TILE_DECL(ctrsm_ker_rln_a2_b16)
+ORB_V1_TILE_DECL(ctrsm_ker_run_a2_b16)
+#undef ORB_V1_TILE_DECL
+
 // The small-size product (left with m <= 10, right with n <= 10).
 ORB_API void ORB_BLAS(strmm_sm)(ORB_TRX_ARGS(float));
 ORB_API void ORB_BLAS(dtrmm_sm)(ORB_TRX_ARGS(double));

@@ -101,3 +101,49 @@ TEST(Trsm, VerboseLines) {
 }
 
 }  // namespace
+
+namespace {
+
+using namespace orb::test::trx;
+using orb::test::kernel_of;
+using orb::test::reference;
+using orb::test::runnable_builds;
+
+// The older complex solve, reached in each build's kernel library: the
+// reference on every letter combination (order 300 against a narrow B
+// takes blocks of 64, the last one short), the same bits in every build,
+// and a subnormal diagonal element.
+TEST(Trsm, OlderComplexFormAgreesWithTheReference) {
+  using T = orb_complex8;
+  const auto ref = reference<trx_fn<T>>("ctrsm_");
+  const T alphas[] = {make<T>(0), make<T>(1), make<T>(-0.7, 0.4)};
+  unsigned seed = 40;
+  each_letters([&](char s, char u, char t, char d) {
+    for (auto [m, n] : {std::pair{1, 1}, std::pair{7, 5}, std::pair{300, 5}, std::pair{5, 300}, std::pair{19, 37}})
+      for (const T& alpha : alphas) {
+        const problem<T> p(s, u, t, d, m, n, ++seed);
+        const auto want = p.run(ref, alpha);
+        std::vector<T> first;
+        for (const char* tag : runnable_builds()) {
+          const auto f = kernel_of<trx_fn<T>>(tag, "xctrsm_v1");
+          ASSERT_NE(f, nullptr) << tag;
+          const auto x = p.run(f, alpha);
+          EXPECT_LE(difference(x, want, m, n, p.ldb), scalar<T>::tol) << label(op::trsm, p) << " v1 " << tag;
+          EXPECT_TRUE(padding_kept(p, x));
+          if (first.empty()) first = x;
+          else EXPECT_TRUE(same_bits(x, first)) << label(op::trsm, p) << " v1 build " << tag;
+        }
+      }
+  });
+  const auto f = kernel_of<trx_fn<T>>(runnable_builds().front(), "xctrsm_v1");
+  // (The reference divides on the left only: on the right it multiplies by
+  // the reciprocal, which overflows here.)
+  for (char u : {'L', 'U'}) {
+    problem<T> p('L', u, 'N', 'N', 9, 9, 3);
+    p.a[4 + std::size_t(4) * p.lda] = make<T>(3e-40, 0);
+    for (auto& e : p.b) e = make<T>(e.re * 1e-35, e.im * 1e-35);
+    EXPECT_LE(difference(p.run(f, make<T>(1)), p.run(ref, make<T>(1)), 9, 9, p.ldb), scalar<T>::tol) << u;
+  }
+}
+
+}  // namespace
