@@ -397,7 +397,11 @@ int driver(blas_op_params<T>* params, blas_matrix* av, blas_matrix* bv, blas_mat
     local.get_bufs(&local);
     buf = &local;
   }
-  if (orb_serv_check_ptr_and_warn(buf->block, info->name)) {
+  // Buffers a caller gave must hold a triangle and at least one strip
+  // beyond it; any that do not are treated as none.
+  const int room = Right ? buf->n_block - buf->k_block : buf->m_block - buf->k_block;
+  if (room < (Right ? un : um) || orb_serv_check_ptr_and_warn(buf->block, info->name)) {
+    if (!given) buf->free_bufs(buf);
     info->fallback(params, av, bv, bv);
     return 0;
   }
