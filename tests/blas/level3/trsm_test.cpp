@@ -147,3 +147,85 @@ TEST(Trsm, OlderComplexFormAgreesWithTheReference) {
 }
 
 }  // namespace
+
+// The engine's records, read as the test programs of the engine read them
+// (the build macros only name what no kernel here is built for).
+#ifndef ORB_TAG
+#define ORB_TAG test
+#endif
+#ifndef ORB_LEVEL
+#define ORB_LEVEL 0
+#endif
+#include "blas/engine/engine.hpp"
+
+namespace {
+
+using namespace orb::engine;
+using orb::test::kernel_of;
+using orb::test::runnable_builds;
+using orb::test::trx::problem;
+
+// A driver given panels too small for the whole call: the rows (side L) or
+// columns (side R) beyond each diagonal block and B's other dimension go in
+// several pieces; the bits are those of the public call. Order 400 takes
+// two K blocks (of 200, 204 for the solve on the right).
+TEST(Trsm, DriversOnSmallGivenPanelsKeepTheBits) {
+  const char* tag = runnable_builds().front();
+  auto init_s = kernel_of<void (*)(gemm_strategy*)>(tag, "dgemm_initialize_strategy");
+  auto init_k = kernel_of<void (*)(const blas_op_params<double>*, const blas_matrix*, const blas_matrix*,
+                                   const blas_matrix*, const gemm_strategy*, gemm_kernel_info<double>*)>(
+      tag, "dgemm_initialize_kernel_info");
+  auto init_b = kernel_of<void (*)(int, const blas_matrix*, const blas_matrix*, const gemm_strategy*, gemm_buffers*)>(
+      tag, "dtrxm_initialize_buffers");
+  auto get = kernel_of<int (*)(gemm_buffers*)>(tag, "dgemm_get_bufs");
+  auto release = kernel_of<void (*)(gemm_buffers*)>(tag, "dgemm_free_bufs");
+  ASSERT_TRUE(init_s && init_k && init_b && get && release);
+  for (bool solve : {true, false})
+    for (char s : {'L', 'R'})
+      for (char u : {'U', 'L'})
+        for (char t : {'N', 'T'}) {
+          const bool right = s == 'R';
+          const problem<double> p(s, u, t, 'N', right ? 30 : 400, right ? 400 : 30, 17);
+          const auto want = p.run(solve ? orb_blas_dtrsm : orb_blas_dtrmm, 1.0);
+          auto x = p.b;
+          const double one = 1;
+          const char side[2] = {s, 0}, uplo[2] = {u, 0}, ta[2] = {t, 0};
+          blas_op_params<double> params;
+          blas_initialize_op_params<double>(ta, nullptr, &one, &one, &params);
+          params.op = solve ? op_trsm : op_trmm;
+          params.side_text = side;
+          params.uplo_text = uplo;
+          params.diag_text = "N";
+          params.side = right ? 1 : 0;
+          params.uplo = u == 'U' ? 0 : 1;
+          params.diag = 1;
+          params.transb = 3;
+          blas_matrix av, bv;
+          blas_initialize_matrix<double>(ta, p.k, p.k, p.a.data(), p.lda, &av);
+          av.flags |= (u == 'U' ? flag_upper : flag_lower) | flag_nonunit;
+          blas_initialize_matrix<double>(p.m, p.n, x.data(), p.ldb, &bv);
+          gemm_strategy st;
+          init_s(&st);
+          gemm_kernel_info<double> info;
+          init_k(&params, &av, &bv, &bv, &st, &info);
+          gemm_buffers buf;
+          init_b(right, &av, &bv, &info.strategy, &buf);
+          // The solve's K block is the one it finds for itself; the
+          // product's, from the engine's, is 200 at this order.
+          if (!solve) buf.k_block = 200;
+          if (right) {
+            buf.m_block = 16;
+            buf.n_block = buf.k_block + 12;
+          } else {
+            buf.m_block = buf.k_block + 16;
+            buf.n_block = 12;
+          }
+          get(&buf);
+          ASSERT_NE(buf.block, nullptr);
+          info.driver(&params, &av, &bv, &bv, &buf, &info);
+          release(&buf);
+          EXPECT_TRUE(orb::test::trx::same_bits(x, want)) << (solve ? "trsm " : "trmm ") << s << u << t;
+        }
+}
+
+}  // namespace
