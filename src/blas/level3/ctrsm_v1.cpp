@@ -12,8 +12,8 @@
 // block in place on B with ctrsm_left_ker or ctrsm_right_ker and their
 // tiles, and take the solved rows (columns) off the rest of B with the
 // engine's GEMM. The block's scratch comes from the service; without it,
-// or with a subnormal diagonal element (whose reciprocal would overflow),
-// the call goes to ctrsm_nobuf.
+// or with a diagonal element whose reciprocal would overflow or be
+// subnormal, the call goes to ctrsm_nobuf.
 //
 // The tiles work element by element, each product rounded on its own, in
 // an order fixed by the block order alone.
@@ -237,11 +237,14 @@ bool blocked_v1(const char* side, const char* uplo, const char* transa, const ch
   return true;
 }
 
-bool tiny_diagonal(int k, const C8* a, int lda) {
-  const float small = std::numeric_limits<float>::min();
+// A diagonal element whose reciprocal would overflow (both parts
+// subnormal, not both zero) or be subnormal (a part of 2^126 or more).
+bool awkward_diagonal(int k, const C8* a, int lda) {
+  const float small = std::numeric_limits<float>::min(), big = 0.5f / small;
   for (int i = 0; i < k; ++i) {
     const C8 e = a[i + std::ptrdiff_t(i) * lda];
     if (std::fabs(e.re) < small && std::fabs(e.im) < small && (e.re != 0 || e.im != 0)) return true;
+    if (std::fabs(e.re) >= big || std::fabs(e.im) >= big) return true;
   }
   return false;
 }
@@ -270,7 +273,7 @@ ORB_API void ORB_BLAS(xctrsm_v1)(ORB_TRX_ARGS(orb_complex8)) {
   const bool right = (*side & ~32) == 'R';
   const bool unit = (*diag & ~32) == 'U';
   const C8 one{1, 0};
-  if (!unit && tiny_diagonal(right ? N : M, a, *lda)) {
+  if (!unit && awkward_diagonal(right ? N : M, a, *lda)) {
     ORB_BLAS(ctrsm_nobuf)(side, uplo, transa, diag, m, n, &one, a, lda, b, ldb);
     return;
   }

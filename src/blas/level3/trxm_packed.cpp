@@ -10,7 +10,9 @@
 // the block, with zeros outside the triangle. For the solve the copy holds
 // -A and the diagonal then holds the reciprocal of A's diagonal (tri_scale),
 // so the triangular kernels only add and multiply; for the product it holds
-// A, with 1 written on a unit diagonal.
+// A, with 1 written on a unit diagonal. A solve whose diagonal has an
+// element with no usable reciprocal (subnormal, or so large that the
+// reciprocal would be) goes to ?trsm_nobuf, which divides.
 //
 // The triangular kernel takes one strip against one column group at a time:
 // the part of the strip left of (or, for an upper triangle, right of) its
@@ -328,22 +330,26 @@ void unit_diagonal(blas_op_params<T>*, blas_matrix* tri, blas_matrix*) {
 }
 
 // ---- Drivers ----------------------------------------------------------------------
-// A diagonal element whose reciprocal would overflow: subnormal (for the
-// complex types, both parts below the smallest normal and not both zero).
+// A diagonal element whose reciprocal would overflow or lose bits: a
+// subnormal one (for the complex types, both parts below the smallest
+// normal and not both zero), or one so large that its reciprocal would be
+// subnormal (a part of 2^(emax - 1) or more).
 template <class T>
-bool tiny_diagonal(const blas_matrix* av) {
+bool awkward_diagonal(const blas_matrix* av) {
   using R = real_t<T>;
   const R small = std::numeric_limits<R>::min();
+  const R big = R(0.5) / small;
   const R* a = static_cast<const R*>(av->base);
   constexpr int C = comps_of<T>;
   for (int i = 0; i < av->rows; ++i) {
     const R* e = a + (ptrdiff_t(i) * av->ld + i) * C;
-    bool tiny = true, zero = true;
+    bool tiny = true, zero = true, large = false;
     for (int c = 0; c < C; ++c) {
       tiny = tiny && std::fabs(e[c]) < small;
       zero = zero && e[c] == R(0);
+      large = large || std::fabs(e[c]) >= big;
     }
-    if (tiny && !zero) return true;
+    if ((tiny && !zero) || large) return true;
   }
   return false;
 }
@@ -363,7 +369,7 @@ int driver(blas_op_params<T>* params, blas_matrix* av, blas_matrix* bv, blas_mat
     params->alpha = engine::one<T>();
   }
   if constexpr (Solve) {
-    if ((av->flags & engine::flag_nonunit) && tiny_diagonal<T>(av)) {
+    if ((av->flags & engine::flag_nonunit) && awkward_diagonal<T>(av)) {
       const int lda = av->ld, ldb = bv->ld;
       kernels_of<T>::nobuf(params->side_text, params->uplo_text, params->transa_text, params->diag_text, &M, &N,
                            &params->alpha, static_cast<const T*>(av->base), &lda, static_cast<T*>(bv->base), &ldb);
