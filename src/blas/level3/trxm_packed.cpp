@@ -109,11 +109,76 @@ __attribute__((always_inline)) inline void add_scaled(simd::vec<R>& acc, const s
   if constexpr (C == 2) acc = fma(swap_pairs(a) * sign, V::set1(x[1]), acc);
 }
 
+// The part of a tile left of (or right of) its diagonal square: len K
+// steps of a panel of w rows (a, w lanes a step) against a group of GW
+// columns (b, GW values a step), formed as the register kernels form a
+// tile: each element one fused chain in K order from zero (the complex
+// types: one chain fed by the real parts of b, one by the imaginary parts,
+// joined at the end), in registers, so the square goes on from there.
+template <class R, int C, int GW, bool Full>
+__attribute__((always_inline)) inline void rect_sum(int len, int live, const R* __restrict a,
+                                                    const R* __restrict b, simd::vec<R>* out,
+                                                    const simd::vec<R>& sign) {
+  using V = simd::vec<R>;
+  constexpr int NA = GW * C;
+  V acc[NA];
+#pragma GCC unroll 12
+  for (int j = 0; j < NA; ++j) acc[j] = V::zero();
+  for (int p = 0; p < len; ++p) {
+    const V av = Full ? V::loadu(a + ptrdiff_t(p) * V::N) : V::load_mask(a + ptrdiff_t(p) * live, live);
+    const R* bp = b + ptrdiff_t(p) * NA;
+#pragma GCC unroll 12
+    for (int j = 0; j < NA; ++j) acc[j] = fma(av, V::set1(bp[j]), acc[j]);
+  }
+#pragma GCC unroll 6
+  for (int j = 0; j < GW; ++j) {
+    if constexpr (C == 1) out[j] = acc[j];
+    else out[j] = acc[2 * j] + swap_pairs(acc[2 * j + 1]) * sign;
+  }
+}
+
+template <class R, int C>
+void rect(int gw, int w, int len, const R* a, const R* b, simd::vec<R>* out, const simd::vec<R>& sign) {
+  const int live = w * C;
+  const bool full = live == simd::vec<R>::N;
+#define ORB_RECT_CASE(G)                                                          \
+  case G:                                                                        \
+    if (full) rect_sum<R, C, G, true>(len, live, a, b, out, sign);               \
+    else rect_sum<R, C, G, false>(len, live, a, b, out, sign);                   \
+    return;
+  switch (gw) {
+    ORB_RECT_CASE(1)
+    ORB_RECT_CASE(2)
+    ORB_RECT_CASE(3)
+    ORB_RECT_CASE(4)
+    ORB_RECT_CASE(6)
+    default: break;
+  }
+#undef ORB_RECT_CASE
+}
+
+// The tile of B plus its rectangle (the solve), or the rectangle alone (the
+// product), as the square starts from.
+template <class R, int C, bool Solve>
+inline void tile_start(int gw, int w, int len, const R* a, const R* b, const R* c, ptrdiff_t ldc,
+                       simd::vec<R>* v, const simd::vec<R>& sign) {
+  using V = simd::vec<R>;
+  const int live = w * C;
+  if (len > 0) rect<R, C>(gw, w, len, a, b, v, sign);
+  else if constexpr (!Solve) for (int j = 0; j < gw; ++j) v[j] = V::zero();
+  if constexpr (Solve)
+    for (int j = 0; j < gw; ++j) {
+      const V cj = V::load_mask(c + ptrdiff_t(j) * ldc * C, live);
+      v[j] = len > 0 ? cj + v[j] : cj;
+    }
+}
+
 // The diagonal square of one strip (w rows starting at row s0 of the block)
 // against one column group (gw columns): as is the strip's packed A, bg the
-// group's B panel, c the tile of B. Each column of the tile is one vector
-// (rows in lanes); the square's column q is one vector of the packed strip.
-// The solve takes the tile as the register kernel left it: row q of each
+// group's B panel, c the tile of B, v the tile as tile_start left it. Each
+// column of the tile is one vector (rows in lanes); the square's column q
+// is one vector of the packed strip. The solve goes on from the tile with
+// its rectangle taken off: row q of each
 // column is read from the vector as it stands, multiplied by the reciprocal
 // and stored to c and bg, then its terms go to every lane (the lanes of
 // rows already solved take the zeros or terms of no use and are never read
@@ -122,7 +187,7 @@ __attribute__((always_inline)) inline void add_scaled(simd::vec<R>& acc, const s
 // only the lanes of the triangle take them, so that a NaN or infinity in a
 // row of B reaches no row the triangle does not join it to.
 template <class R, int C, bool Solve, bool Lower>
-void left_square(int w, int gw, const R* as, int s0, R* bg, R* c, ptrdiff_t ldc, bool fresh) {
+void left_square(int w, int gw, const R* as, int s0, R* bg, R* c, ptrdiff_t ldc, simd::vec<R>* v) {
   using V = simd::vec<R>;
   constexpr int N = V::N;
   const int live = w * C;
@@ -132,7 +197,7 @@ void left_square(int w, int gw, const R* as, int s0, R* bg, R* c, ptrdiff_t ldc,
   auto row = [&](int q, int j) { return bg + (ptrdiff_t(s0 + q) * gw + j) * C; };
   if constexpr (Solve) {
     alignas(64) R t[6][N];
-    for (int j = 0; j < gw; ++j) V::load_mask(c + ptrdiff_t(j) * ldc * C, live).store(t[j]);
+    for (int j = 0; j < gw; ++j) v[j].store(t[j]);
     for (int step = 0; step < w; ++step) {
       const int q = Lower ? step : w - 1 - step;
       const V a = coef(q);
@@ -152,8 +217,6 @@ void left_square(int w, int gw, const R* as, int s0, R* bg, R* c, ptrdiff_t ldc,
     alignas(64) R id[N];
     for (int i = 0; i < N; ++i) id[i] = R(i / C);
     const V lane_row = V::loadu(id);
-    V v[6];
-    for (int j = 0; j < gw; ++j) v[j] = fresh ? V::zero() : V::load_mask(c + ptrdiff_t(j) * ldc * C, live);
     for (int q = 0; q < w; ++q) {
       const V a = coef(q);
       // Lower: rows q and below; upper: rows q and above.
@@ -173,13 +236,12 @@ void left_square(int w, int gw, const R* as, int s0, R* bg, R* c, ptrdiff_t ldc,
 // The diagonal square of one column group (gw columns starting at column
 // g0 of the block) against one row strip (w rows): tg is the group's packed
 // triangle, xs the strip's panel of B (solved columns, or the original ones
-// for the product), c the tile of B. Columns are whole vectors here.
+// for the product), c the tile of B, v the tile as tile_start left it.
+// Columns are whole vectors here.
 template <class R, int C, bool Solve, bool Upper>
-void right_square(int w, int gw, const R* tg, int g0, R* xs, R* c, ptrdiff_t ldc, bool fresh) {
+void right_square(int w, int gw, const R* tg, int g0, R* xs, R* c, ptrdiff_t ldc, simd::vec<R>* v) {
   using V = simd::vec<R>;
   const int live = w * C;
-  V v[6];
-  for (int j = 0; j < gw; ++j) v[j] = fresh ? V::zero() : V::load_mask(c + ptrdiff_t(j) * ldc * C, live);
   V sign = V::zero();
   if constexpr (C == 2) sign = direct::complex_factor<R>::signs();
   auto t = [&](int p, int j) { return tg + (ptrdiff_t(p) * gw + j) * C; };
@@ -220,18 +282,17 @@ void left_kernel(int m, int n, int k, const T* a, T* b, T* c, int ldc) {
   const R* A = reinterpret_cast<const R*>(a);
   R* B = reinterpret_cast<R*>(b);
   R* Cm = reinterpret_cast<R*>(c);
-  const T one = engine::one<T>();
+  simd::vec<R> sign = simd::vec<R>::zero();
+  if constexpr (C == 2) sign = direct::complex_factor<R>::signs();
   each_panel(m, UM, Solve && !Lower, [&](int s0, int w) {
     const R* as = A + ptrdiff_t(s0) * k * C;
     const int k0 = Lower ? 0 : s0 + w, len = Lower ? s0 : k - s0 - w;
     each_panel(n, UN, false, [&](int j0, int gw) {
       R* bg = B + ptrdiff_t(j0) * k * C;
       R* cg = Cm + (s0 + ptrdiff_t(j0) * ldc) * C;
-      if (len > 0)
-        (Solve ? kernels_of<T>::add : kernels_of<T>::store)(
-            &w, &gw, &len, &one, reinterpret_cast<const T*>(as + ptrdiff_t(k0) * w * C),
-            reinterpret_cast<const T*>(bg + ptrdiff_t(k0) * gw * C), reinterpret_cast<T*>(cg), ldc);
-      left_square<R, C, Solve, Lower>(w, gw, as, s0, bg, cg, ldc, !Solve && len == 0);
+      simd::vec<R> v[6];
+      tile_start<R, C, Solve>(gw, w, len, as + ptrdiff_t(k0) * w * C, bg + ptrdiff_t(k0) * gw * C, cg, ldc, v, sign);
+      left_square<R, C, Solve, Lower>(w, gw, as, s0, bg, cg, ldc, v);
     });
   });
 }
@@ -247,18 +308,17 @@ void right_kernel(int m, int n, int k, T* a, const T* b, T* c, int ldc) {
   R* A = reinterpret_cast<R*>(a);
   const R* B = reinterpret_cast<const R*>(b);
   R* Cm = reinterpret_cast<R*>(c);
-  const T one = engine::one<T>();
+  simd::vec<R> sign = simd::vec<R>::zero();
+  if constexpr (C == 2) sign = direct::complex_factor<R>::signs();
   each_panel(m, UM, false, [&](int s0, int w) {
     R* xs = A + ptrdiff_t(s0) * k * C;
     each_panel(n, UN, Solve && !Upper, [&](int g0, int gw) {
       const R* tg = B + ptrdiff_t(g0) * k * C;
       const int k0 = Upper ? 0 : g0 + gw, len = Upper ? g0 : k - g0 - gw;
       R* cg = Cm + (s0 + ptrdiff_t(g0) * ldc) * C;
-      if (len > 0)
-        (Solve ? kernels_of<T>::add : kernels_of<T>::store)(
-            &w, &gw, &len, &one, reinterpret_cast<const T*>(xs + ptrdiff_t(k0) * w * C),
-            reinterpret_cast<const T*>(tg + ptrdiff_t(k0) * gw * C), reinterpret_cast<T*>(cg), ldc);
-      right_square<R, C, Solve, Upper>(w, gw, tg, g0, xs, cg, ldc, !Solve && len == 0);
+      simd::vec<R> v[6];
+      tile_start<R, C, Solve>(gw, w, len, xs + ptrdiff_t(k0) * w * C, tg + ptrdiff_t(k0) * gw * C, cg, ldc, v, sign);
+      right_square<R, C, Solve, Upper>(w, gw, tg, g0, xs, cg, ldc, v);
     });
   });
 }
@@ -269,37 +329,71 @@ template <class T> inline T negated(const T& v) {
 }
 
 // ---- Triangle copier --------------------------------------------------------------
+template <class T, bool Neg, bool Conj>
+inline T taken(T v) {
+  if constexpr (Conj) v = direct::conj(v);
+  if constexpr (Neg) v = negated(v);
+  return v;
+}
+
+// Elements [from, to) of one panel step: source element r at src + r * rs.
+template <class T, bool Neg, bool Conj>
+inline void copy_run(T* out, const T* src, ptrdiff_t rs, int from, int to) {
+  for (int r = from; r < to; ++r) out[r] = taken<T, Neg, Conj>(src[r * rs]);
+}
+
 // The diagonal block of op(A) (src: a square view with A's flags) into the
 // panel layout of its side, times factor (1 or -1 only), zeros outside the
-// triangle of op(A); a unit diagonal is not read, 1 stands there.
-template <class T, bool Right, bool Lower>
-void copy_triangle(const blas_matrix* src, blas_matrix* dst, const T* factor) {
+// triangle of op(A); a unit diagonal is not read, 1 stands there. Each
+// panel step is a run of zeros, a run of the triangle (the diagonal element
+// among it) and a run of zeros.
+template <class T, bool Right, bool Lower, bool Neg, bool Conj>
+void copy_triangle_as(const blas_matrix* src, blas_matrix* dst) {
   const int L = src->rows;
   const T* a = static_cast<const T*>(src->base);
   const ptrdiff_t ld = src->ld;
   const bool trans = (src->flags & (engine::flag_trans | engine::flag_conjtrans)) != 0;
-  const bool conj = (src->flags & engine::flag_conjtrans) != 0;
   const bool unit = (src->flags & engine::flag_unit) != 0;
-  const bool negate = engine::is_minus_one(*factor);
   const T zero = engine::zero<T>(), one = engine::one<T>();
   T* d = static_cast<T*>(dst->base);
   dst->rows = L;
   dst->cols = L;
-  auto get = [&](int i, int j) {
-    T v = trans ? a[j + i * ld] : a[i + j * ld];
-    if (conj) v = direct::conj(v);
-    return negate ? negated(v) : v;
-  };
+  // Rows r of a panel step from r_lo on (else up to r_hi) are in the
+  // triangle: left lower and right upper from q - s0 on, the others up to it.
+  constexpr bool from_edge = Right ? !Lower : Lower;
   each_panel(L, dst->pack_width, false, [&](int s0, int w) {
     T* p = d + ptrdiff_t(s0) * L;
-    for (int q = 0; q < L; ++q)
-      for (int r = 0; r < w; ++r) {
-        // Left: row s0 + r, column q. Right: row q, column s0 + r.
-        const int i = Right ? q : s0 + r, j = Right ? s0 + r : q;
-        const bool in = Lower ? j <= i : j >= i;
-        p[ptrdiff_t(q) * w + r] = !in ? zero : (i == j && unit) ? one : get(i, j);
+    for (int q = 0; q < L; ++q) {
+      T* out = p + ptrdiff_t(q) * w;
+      // Left: element (s0 + r, q) of op(A); right: (q, s0 + r).
+      const bool along = Right == trans;  // r runs down a column of A
+      const T* base = along ? a + s0 + q * ld : a + q + s0 * ld;
+      const ptrdiff_t rs = along ? 1 : ld;
+      const int dr = q - s0;
+      int lo = from_edge ? dr : 0, hi = from_edge ? w : dr + 1;
+      lo = lo < 0 ? 0 : lo > w ? w : lo;
+      hi = hi < 0 ? 0 : hi > w ? w : hi;
+      for (int r = 0; r < lo; ++r) out[r] = zero;
+      if (unit && dr >= lo && dr < hi) {
+        copy_run<T, Neg, Conj>(out, base, rs, lo, dr);
+        out[dr] = one;
+        copy_run<T, Neg, Conj>(out, base, rs, dr + 1, hi);
+      } else {
+        copy_run<T, Neg, Conj>(out, base, rs, lo, hi);
       }
+      for (int r = hi > lo ? hi : lo; r < w; ++r) out[r] = zero;
+    }
   });
+}
+
+template <class T, bool Right, bool Lower>
+void copy_triangle(const blas_matrix* src, blas_matrix* dst, const T* factor) {
+  const bool neg = engine::is_minus_one(*factor);
+  const bool conj = (src->flags & engine::flag_conjtrans) != 0;
+  if (neg) conj ? copy_triangle_as<T, Right, Lower, true, true>(src, dst)
+               : copy_triangle_as<T, Right, Lower, true, false>(src, dst);
+  else conj ? copy_triangle_as<T, Right, Lower, false, true>(src, dst)
+            : copy_triangle_as<T, Right, Lower, false, false>(src, dst);
 }
 
 // ---- Diagonal preparations ------------------------------------------------------
