@@ -29,6 +29,7 @@
 // bits of the whole call, in every build.
 #include <cmath>
 #include <limits>
+#include <type_traits>
 
 #include "blas/engine/engine.hpp"
 #include "blas/engine/paths.hpp"
@@ -137,37 +138,21 @@ __attribute__((always_inline)) inline void rect_sum(int len, int live, const R* 
   }
 }
 
-template <class R, int C>
-void rect(int gw, int w, int len, const R* a, const R* b, simd::vec<R>* out, const simd::vec<R>& sign) {
-  const int live = w * C;
-  const bool full = live == simd::vec<R>::N;
-#define ORB_RECT_CASE(G)                                                          \
-  case G:                                                                        \
-    if (full) rect_sum<R, C, G, true>(len, live, a, b, out, sign);               \
-    else rect_sum<R, C, G, false>(len, live, a, b, out, sign);                   \
-    return;
-  switch (gw) {
-    ORB_RECT_CASE(1)
-    ORB_RECT_CASE(2)
-    ORB_RECT_CASE(3)
-    ORB_RECT_CASE(4)
-    ORB_RECT_CASE(6)
-    default: break;
-  }
-#undef ORB_RECT_CASE
-}
-
 // The tile of B plus its rectangle (the solve), or the rectangle alone (the
 // product), as the square starts from.
-template <class R, int C, bool Solve>
-inline void tile_start(int gw, int w, int len, const R* a, const R* b, const R* c, ptrdiff_t ldc,
-                       simd::vec<R>* v, const simd::vec<R>& sign) {
+template <class R, int C, int GW, bool Solve>
+__attribute__((always_inline)) inline void tile_start(int w, int len, const R* a, const R* b, const R* c,
+                                                      ptrdiff_t ldc, simd::vec<R>* v, const simd::vec<R>& sign) {
   using V = simd::vec<R>;
   const int live = w * C;
-  if (len > 0) rect<R, C>(gw, w, len, a, b, v, sign);
-  else if constexpr (!Solve) for (int j = 0; j < gw; ++j) v[j] = V::zero();
+  if (len > 0) {
+    if (live == V::N) rect_sum<R, C, GW, true>(len, live, a, b, v, sign);
+    else rect_sum<R, C, GW, false>(len, live, a, b, v, sign);
+  } else if constexpr (!Solve) {
+    for (int j = 0; j < GW; ++j) v[j] = V::zero();
+  }
   if constexpr (Solve)
-    for (int j = 0; j < gw; ++j) {
+    for (int j = 0; j < GW; ++j) {
       const V cj = V::load_mask(c + ptrdiff_t(j) * ldc * C, live);
       v[j] = len > 0 ? cj + v[j] : cj;
     }
@@ -186,23 +171,24 @@ inline void tile_start(int gw, int w, int len, const R* a, const R* b, const R* 
 // as they were) to the tile, or to zero when nothing came before; there
 // only the lanes of the triangle take them, so that a NaN or infinity in a
 // row of B reaches no row the triangle does not join it to.
-template <class R, int C, bool Solve, bool Lower>
-void left_square(int w, int gw, const R* as, int s0, R* bg, R* c, ptrdiff_t ldc, simd::vec<R>* v) {
+template <class R, int C, int GW, bool Solve, bool Lower>
+__attribute__((always_inline)) inline void left_square(int w, const R* as, int s0, R* bg, R* c, ptrdiff_t ldc,
+                                                       simd::vec<R>* v) {
   using V = simd::vec<R>;
   constexpr int N = V::N;
   const int live = w * C;
   V sign = V::zero();
   if constexpr (C == 2) sign = direct::complex_factor<R>::signs();
   auto coef = [&](int q) { return V::load_mask(as + ptrdiff_t(s0 + q) * w * C, live); };
-  auto row = [&](int q, int j) { return bg + (ptrdiff_t(s0 + q) * gw + j) * C; };
+  auto row = [&](int q, int j) { return bg + (ptrdiff_t(s0 + q) * GW + j) * C; };
   if constexpr (Solve) {
     alignas(64) R t[6][N];
-    for (int j = 0; j < gw; ++j) v[j].store(t[j]);
+    for (int j = 0; j < GW; ++j) v[j].store(t[j]);
     for (int step = 0; step < w; ++step) {
       const int q = Lower ? step : w - 1 - step;
       const V a = coef(q);
       const R* d = as + (ptrdiff_t(s0 + q) * w + q) * C;
-      for (int j = 0; j < gw; ++j) {
+      for (int j = 0; j < GW; ++j) {
         R x[C];
         mul_by<R, C>(x, t[j] + q * C, d);
         R* cj = c + (ptrdiff_t(j) * ldc + q) * C;
@@ -221,7 +207,7 @@ void left_square(int w, int gw, const R* as, int s0, R* bg, R* c, ptrdiff_t ldc,
       const V a = coef(q);
       // Lower: rows q and below; upper: rows q and above.
       const V edge = V::set1(Lower ? R(q) - R(0.5) : R(q) + R(0.5));
-      for (int j = 0; j < gw; ++j) {
+      for (int j = 0; j < GW; ++j) {
         V nv = v[j];
         add_scaled<R, C>(nv, a, row(q, j), sign);
         for (int k = 0; k < V::K; ++k)
@@ -229,7 +215,7 @@ void left_square(int w, int gw, const R* as, int s0, R* bg, R* c, ptrdiff_t ldc,
                             : V::Reg::blend_gt(edge.r[k], lane_row.r[k], nv.r[k], v[j].r[k]);
       }
     }
-    for (int j = 0; j < gw; ++j) v[j].store_mask(c + ptrdiff_t(j) * ldc * C, live);
+    for (int j = 0; j < GW; ++j) v[j].store_mask(c + ptrdiff_t(j) * ldc * C, live);
   }
 }
 
@@ -238,35 +224,73 @@ void left_square(int w, int gw, const R* as, int s0, R* bg, R* c, ptrdiff_t ldc,
 // triangle, xs the strip's panel of B (solved columns, or the original ones
 // for the product), c the tile of B, v the tile as tile_start left it.
 // Columns are whole vectors here.
-template <class R, int C, bool Solve, bool Upper>
-void right_square(int w, int gw, const R* tg, int g0, R* xs, R* c, ptrdiff_t ldc, simd::vec<R>* v) {
+template <class R, int C, int GW, bool Solve, bool Upper>
+__attribute__((always_inline)) inline void right_square(int w, const R* tg, int g0, R* xs, R* c, ptrdiff_t ldc,
+                                                        simd::vec<R>* v) {
   using V = simd::vec<R>;
   const int live = w * C;
   V sign = V::zero();
   if constexpr (C == 2) sign = direct::complex_factor<R>::signs();
-  auto t = [&](int p, int j) { return tg + (ptrdiff_t(p) * gw + j) * C; };
+  auto t = [&](int p, int j) { return tg + (ptrdiff_t(p) * GW + j) * C; };
   auto add_times = [&](V& acc, const V& x, const R* f) {
     acc = fma(x, V::set1(f[0]), acc);
     if constexpr (C == 2) acc = fma(swap_pairs(x) * sign, V::set1(f[1]), acc);
   };
   if constexpr (Solve) {
-    for (int step = 0; step < gw; ++step) {
-      const int j = Upper ? step : gw - 1 - step;
+    for (int step = 0; step < GW; ++step) {
+      const int j = Upper ? step : GW - 1 - step;
       const R* d = t(g0 + j, j);
       V x = v[j] * V::set1(d[0]);
       if constexpr (C == 2) x = x + (swap_pairs(v[j]) * sign) * V::set1(d[1]);
       x.store_mask(c + ptrdiff_t(j) * ldc * C, live);
       x.store_mask(xs + ptrdiff_t(g0 + j) * w * C, live);
-      const int j0 = Upper ? j + 1 : 0, j1 = Upper ? gw : j;
+      const int j0 = Upper ? j + 1 : 0, j1 = Upper ? GW : j;
       for (int k = j0; k < j1; ++k) add_times(v[k], x, t(g0 + j, k));
     }
   } else {
-    for (int j = 0; j < gw; ++j) {
+    for (int j = 0; j < GW; ++j) {
       const V x = V::load_mask(xs + ptrdiff_t(g0 + j) * w * C, live);
-      const int j0 = Upper ? j : 0, j1 = Upper ? gw : j + 1;
+      const int j0 = Upper ? j : 0, j1 = Upper ? GW : j + 1;
       for (int k = j0; k < j1; ++k) add_times(v[k], x, t(g0 + j, k));
     }
-    for (int j = 0; j < gw; ++j) v[j].store_mask(c + ptrdiff_t(j) * ldc * C, live);
+    for (int j = 0; j < GW; ++j) v[j].store_mask(c + ptrdiff_t(j) * ldc * C, live);
+  }
+}
+
+// One tile: its rectangle, then its square, the group width a constant so
+// that the tile stays in registers.
+template <class R, int C, int GW, bool Solve, bool Lower>
+void left_tile(int w, int len, int k0, const R* as, int s0, R* bg, R* cg, ptrdiff_t ldc,
+               const simd::vec<R>& sign) {
+  simd::vec<R> v[GW];
+  tile_start<R, C, GW, Solve>(w, len, as + ptrdiff_t(k0) * w * C, bg + ptrdiff_t(k0) * GW * C, cg, ldc, v, sign);
+  left_square<R, C, GW, Solve, Lower>(w, as, s0, bg, cg, ldc, v);
+}
+template <class R, int C, int GW, bool Solve, bool Upper>
+void right_tile(int w, int len, int k0, const R* tg, int g0, R* xs, R* cg, ptrdiff_t ldc,
+                const simd::vec<R>& sign) {
+  simd::vec<R> v[GW];
+  tile_start<R, C, GW, Solve>(w, len, xs + ptrdiff_t(k0) * w * C, tg + ptrdiff_t(k0) * GW * C, cg, ldc, v, sign);
+  right_square<R, C, GW, Solve, Upper>(w, tg, g0, xs, cg, ldc, v);
+}
+
+// f with the group width as a constant: 6, 4, 2, 1 for the real types, 3,
+// 2, 1 for the complex ones (the engine's column tiles and their tails).
+template <int C, class F>
+inline void by_width(int gw, F f) {
+  if constexpr (C == 1) {
+    switch (gw) {
+      case 6: return f(std::integral_constant<int, 6>{});
+      case 4: return f(std::integral_constant<int, 4>{});
+      case 2: return f(std::integral_constant<int, 2>{});
+      default: return f(std::integral_constant<int, 1>{});
+    }
+  } else {
+    switch (gw) {
+      case 3: return f(std::integral_constant<int, 3>{});
+      case 2: return f(std::integral_constant<int, 2>{});
+      default: return f(std::integral_constant<int, 1>{});
+    }
   }
 }
 
@@ -290,9 +314,9 @@ void left_kernel(int m, int n, int k, const T* a, T* b, T* c, int ldc) {
     each_panel(n, UN, false, [&](int j0, int gw) {
       R* bg = B + ptrdiff_t(j0) * k * C;
       R* cg = Cm + (s0 + ptrdiff_t(j0) * ldc) * C;
-      simd::vec<R> v[6];
-      tile_start<R, C, Solve>(gw, w, len, as + ptrdiff_t(k0) * w * C, bg + ptrdiff_t(k0) * gw * C, cg, ldc, v, sign);
-      left_square<R, C, Solve, Lower>(w, gw, as, s0, bg, cg, ldc, v);
+      by_width<C>(gw, [&](auto width) {
+        left_tile<R, C, decltype(width)::value, Solve, Lower>(w, len, k0, as, s0, bg, cg, ldc, sign);
+      });
     });
   });
 }
@@ -316,9 +340,9 @@ void right_kernel(int m, int n, int k, T* a, const T* b, T* c, int ldc) {
       const R* tg = B + ptrdiff_t(g0) * k * C;
       const int k0 = Upper ? 0 : g0 + gw, len = Upper ? g0 : k - g0 - gw;
       R* cg = Cm + (s0 + ptrdiff_t(g0) * ldc) * C;
-      simd::vec<R> v[6];
-      tile_start<R, C, Solve>(gw, w, len, xs + ptrdiff_t(k0) * w * C, tg + ptrdiff_t(k0) * gw * C, cg, ldc, v, sign);
-      right_square<R, C, Solve, Upper>(w, gw, tg, g0, xs, cg, ldc, v);
+      by_width<C>(gw, [&](auto width) {
+        right_tile<R, C, decltype(width)::value, Solve, Upper>(w, len, k0, tg, g0, xs, cg, ldc, sign);
+      });
     });
   });
 }
