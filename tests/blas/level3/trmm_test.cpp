@@ -13,7 +13,8 @@ using orb::test::trx::op;
 #define ORB_TRMM_TESTS(T, tag)                                                                              \
   TEST(Trmm, AgreesWithTheReference_##tag) {                                                                \
     against_reference<T>(op::trmm,                                                                          \
-                         {{1, 1}, {10, 4}, {4, 10}, {11, 3}, {3, 11}, {17, 23}, {129, 5}, {5, 257}, {257, 2}}); \
+                         {{1, 1}, {10, 4}, {4, 10}, {11, 3}, {3, 11}, {17, 23}, {129, 5}, {5, 257}, {385, 3}, \
+                          {2, 385}});                                                                       \
   }                                                                                                         \
   TEST(Trmm, ThreeFormsSameBits_##tag) { three_forms<T>(op::trmm, 19, 12); }                               \
   TEST(Trmm, SameBitsOnOneTwoThreeThreads_##tag) { thread_invariant<T>(op::trmm); }                        \
