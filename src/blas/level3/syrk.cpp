@@ -49,14 +49,26 @@ void tri_kernel(bool lower, bool herm, bool b0, int m, int n, int k, const T* a,
     int s = min_int(UM, m - r0);
     alignas(64) T tile[kScratchElems];
     prim<T>::store(&s, &w, &k, &one, a + std::ptrdiff_t(r0) * k, b + std::ptrdiff_t(c0) * k, tile, s);
+    // In each column the stored rows of the tile are one stretch [lo, hi):
+    // a masked vector step of reals adds (or stores) them, lane by lane.
+    using R = typename gemm_traits<T>::real;
+    using V = simd::vec<R>;
+    constexpr int C = gemm_traits<T>::comps;
     for (int j = 0; j < w; ++j) {
-      for (int i = 0; i < s; ++i) {
-        const int row = r0 + i + d, col = c0 + j;
-        if (lower ? row < col : row > col) continue;
-        T& e = c[r0 + i + std::ptrdiff_t(c0 + j) * ldc];
-        e = b0 ? tile[i + j * s] : add(e, tile[i + j * s]);
-        if (herm && row == col) real_diagonal(e);
+      const int col = c0 + j;
+      // Row of the tile on the diagonal of this column (may lie outside).
+      const int diag = col - d - r0;
+      const int lo = lower ? max_int(0, diag) : 0, hi = lower ? s : min_int(s, diag + 1);
+      if (hi <= lo) continue;
+      R* e = reinterpret_cast<R*>(c + r0 + lo + std::ptrdiff_t(col) * ldc);
+      const R* t = reinterpret_cast<const R*>(tile + lo + j * s);
+      const int live = (hi - lo) * C;
+      for (int q = 0; q < live; q += V::N) {
+        const int l = min_int(V::N, live - q);
+        const V tv = V::load_mask(t + q, l);
+        (b0 ? tv : V::load_mask(e + q, l) + tv).store_mask(e + q, l);
       }
+      if (herm && diag >= lo && diag < hi) real_diagonal(c[r0 + diag + std::ptrdiff_t(col) * ldc]);
     }
   };
   // The Hermitian forms send the diagonal through the scratch tile too, where
