@@ -117,6 +117,46 @@ template <class T> int k_block_of(int rows, int cols, int K) {
   return buf.k_block;
 }
 
+// op(A) rows [i, i + live) at K step p, as reals of one vector (lanes past
+// the rows are 0), conjugated where the operand says so but not yet scaled.
+template <class T>
+inline vec<typename gemm_traits<T>::real> strip_step(const operand<T>& a, int i, int live, int p) {
+  using R = typename gemm_traits<T>::real;
+  constexpr int C = gemm_traits<T>::comps;
+  using V = vec<R>;
+  if (a.how == as_stored) return V::load_mask(reinterpret_cast<const R*>(a.x + i + p * a.ld), live * C);
+  if constexpr (C == 1) {
+    if (a.how == transposed) return V::gather(a.x + p + i * a.ld, a.ld, live);
+  }
+  alignas(64) R t[V::N] = {};
+  for (int r = 0; r < live; ++r) {
+    const T v = a.at(i + r, p);
+    const R* vr = reinterpret_cast<const R*>(&v);
+    for (int s = 0; s < C; ++s) t[r * C + s] = vr[s];
+  }
+  return V::load(t);
+}
+
+// The chains of W columns of a plain op(B) against a packed strip: column t
+// from col + t * cstep, K steps bstep apart.
+template <class T, int W>
+inline void columns(int kb, const typename gemm_traits<T>::real* strip, const T* col, std::ptrdiff_t bstep,
+                    std::ptrdiff_t cstep, bool conj_b, vec<typename gemm_traits<T>::real>* acc) {
+  using R = typename gemm_traits<T>::real;
+  constexpr int C = gemm_traits<T>::comps;
+  using V = vec<R>;
+  for (int q = 0; q < kb; ++q) {
+    const V av = V::load(strip + std::ptrdiff_t(q) * V::N);
+    const R* b = reinterpret_cast<const R*>(col + q * bstep);
+#pragma GCC unroll 4
+    for (int t = 0; t < W; ++t) {
+      const R* bt = b + t * cstep * C;
+      acc[t * C] = fma(av, V::set1(bt[0]), acc[t * C]);
+      if constexpr (C == 2) acc[t * C + 1] = fma(av, V::set1(conj_b ? -bt[1] : bt[1]), acc[t * C + 1]);
+    }
+  }
+}
+
 // Rows [i0, i1) by columns [j0, j1) of C (the part of them the job writes),
 // over all of K. `store_first`: the first K block stores (beta was 0).
 template <class T>
@@ -127,69 +167,134 @@ void run(const job<T>& jb, int i0, int i1, int j0, int j1, bool store_first) {
   constexpr int N = V::N;
   constexpr int RV = N / C;  // rows of C per vector
   constexpr int kMaxSteps = 384;
+  // Packed vectors of op(A) on the stack: one strip of a whole K block, or
+  // all the strips of a short K block.
+  constexpr int kVectors = 1024;
   constexpr int G = 4;  // columns at a time
   if (i1 <= i0 || j1 <= j0 || jb.K < 1) return;
-  alignas(64) R strip[kMaxSteps * N];
-  alignas(64) R out[N];
+  alignas(64) R strip[kVectors * N];
+  // Room for a full vector read from any row offset of the first N.
+  alignas(64) R out[2 * N];
   alignas(64) R sg[N];
   for (int l = 0; l < N; ++l) sg[l] = (l & 1) ? R(1) : R(-1);
   const V sign = V::loadu(sg);
   const int mode = factor_mode(jb.alpha);
+  const R* f = reinterpret_cast<const R*>(&jb.alpha);
+  const V fr = V::set1(f[0]), fi = V::set1(C == 2 ? f[C - 1] : R(0));
 
-  auto pack = [&](int i, int live, int p0, int steps) {
+  // Rows [i, i + live) of op(A) times alpha, as the copier applies the factor.
+  auto pack = [&](int i, int live, int p0, int steps, R* dst) {
     for (int q = 0; q < steps; ++q) {
-      R* d = strip + std::ptrdiff_t(q) * N;
-      for (int r = 0; r < RV; ++r) {
-        T v = r < live ? by_factor(mode, jb.alpha, jb.a.at(i + r, p0 + q)) : engine::zero<T>();
-        const R* vr = reinterpret_cast<const R*>(&v);
-        for (int s = 0; s < C; ++s) d[r * C + s] = vr[s];
+      V v = strip_step(jb.a, i, live, p0 + q);
+      if (mode == f_minus) {
+        v.store(out);
+        for (int l = 0; l < N; ++l) out[l] = -out[l];
+        v = V::load(out);
+      } else if (mode == f_any) {
+        if constexpr (C == 1) v = fr * v;
+        else v = fr * v + (fi * swap_pairs(v)) * sign;
       }
+      v.store(dst + std::ptrdiff_t(q) * N);
     }
   };
+  // The plain operands (not the mirrored ones of SYMM) are read in place:
+  // K steps `bstep` apart, conjugated for the conjugate transposed one.
+  const bool plain_b = jb.b.how == as_stored || jb.b.how == transposed || jb.b.how == conj_transposed;
+  const bool conj_b = jb.b.how == conj_transposed;
+  const std::ptrdiff_t bstep = jb.b.how == as_stored ? 1 : jb.b.ld;
 
+  // Columns [j, j + w) of the rows [i, i + live) for the K block at p0 of
+  // kb steps; sp: the strip packed for the block (null: pack as it goes).
+  auto block = [&](int i, int live, const R* sp, int j, int w, int p0, int kb, bool store) {
+    V acc[G * C];
+    for (int t = 0; t < G * C; ++t) acc[t] = V::zero();
+    if (plain_b && sp) {
+      const T* col = jb.b.how == as_stored ? jb.b.x + p0 + j * jb.b.ld : jb.b.x + j + p0 * jb.b.ld;
+      const std::ptrdiff_t cstep = jb.b.how == as_stored ? jb.b.ld : 1;
+      switch (w) {
+        case 4: columns<T, 4>(kb, sp, col, bstep, cstep, conj_b, acc); break;
+        case 3: columns<T, 3>(kb, sp, col, bstep, cstep, conj_b, acc); break;
+        case 2: columns<T, 2>(kb, sp, col, bstep, cstep, conj_b, acc); break;
+        default: columns<T, 1>(kb, sp, col, bstep, cstep, conj_b, acc); break;
+      }
+    } else {
+      for (int q0 = 0; q0 < kb; q0 += kMaxSteps) {
+        const int steps = min_of(kMaxSteps, kb - q0);
+        if (!sp) pack(i, live, p0 + q0, steps, strip);
+        const R* base = sp ? sp + std::ptrdiff_t(q0) * N : strip;
+        for (int q = 0; q < steps; ++q) {
+          const V av = V::load(base + std::ptrdiff_t(q) * N);
+          for (int t = 0; t < w; ++t) {
+            const T bv = jb.b.at(p0 + q0 + q, j + t);
+            const R* br = reinterpret_cast<const R*>(&bv);
+            for (int s = 0; s < C; ++s) acc[t * C + s] = fma(av, V::set1(br[s]), acc[t * C + s]);
+          }
+        }
+      }
+    }
+    for (int t = 0; t < w; ++t) {
+      const int cj = j + t;
+      V res = acc[t * C];
+      if constexpr (C == 2) res = acc[t * C] + swap_pairs(acc[t * C + 1]) * sign;
+      int ra = i, re = i + live;
+      if (jb.where == lower_part) ra = max_of(ra, cj);
+      if (jb.where == upper_part) re = min_of(re, cj + 1);
+      if (re <= ra) continue;
+      const int lanes = (re - ra) * C;
+      R* e = reinterpret_cast<R*>(jb.c + ra + cj * jb.ldc);
+      // Only a strip that meets the diagonal starts past its first row.
+      V o = res;
+      if (ra != i) {
+        res.store(out);
+        o = V::load_mask(out + (ra - i) * C, lanes);
+      }
+      (store ? o : V::load_mask(e, lanes) + o).store_mask(e, lanes);
+      if (C == 2 && jb.real_diag && cj >= ra && cj < re) real_diagonal(jb.c[cj + cj * jb.ldc]);
+    }
+  };
+  // Columns of one strip that meet the written part.
+  auto span = [&](int i, int live, int ca, int cb, int& ja, int& je) {
+    ja = ca, je = cb;
+    if (jb.where == lower_part) je = min_of(cb, i + live);
+    if (jb.where == upper_part) ja = max_of(ca, i);
+  };
+
+  const int strips = (i1 - i0 + RV - 1) / RV;
   for (int p0 = 0; p0 < jb.K; p0 += jb.kblk) {
     const int kb = min_of(jb.kblk, jb.K - p0);
     const bool store = store_first && p0 == 0;
+    if (std::ptrdiff_t(kb) * strips <= kVectors) {
+      // A short block: every strip packed once, then C column by column,
+      // each column's rows in order.
+      for (int s = 0; s < strips; ++s) {
+        const int i = i0 + s * RV;
+        pack(i, min_of(RV, i1 - i), p0, kb, strip + std::ptrdiff_t(s) * kb * N);
+      }
+      for (int j = j0; j < j1; j += G) {
+        const int w = min_of(G, j1 - j);
+        for (int s = 0; s < strips; ++s) {
+          const int i = i0 + s * RV, live = min_of(RV, i1 - i);
+          int ja, je;
+          span(i, live, j, j + w, ja, je);
+          if (ja >= je) continue;
+          block(i, live, strip + std::ptrdiff_t(s) * kb * N, ja, je - ja, p0, kb, store);
+        }
+      }
+      continue;
+    }
+    // Otherwise blocks of columns, strip by strip within each, so that the
+    // lines of C a strip touches lie next to those of the strip before.
+    constexpr int kColumns = 64;
     const bool once = kb <= kMaxSteps;
-    for (int i = i0; i < i1; i += RV) {
-      const int live = min_of(RV, i1 - i);
-      // Columns that meet the written part of these rows.
-      int ja = j0, je = j1;
-      if (jb.where == lower_part) je = min_of(j1, i + live);
-      if (jb.where == upper_part) ja = max_of(j0, i);
-      if (ja >= je) continue;
-      if (once) pack(i, live, p0, kb);
-      for (int j = ja; j < je; j += G) {
-        const int w = min_of(G, je - j);
-        V acc[G * C];
-        for (int t = 0; t < G * C; ++t) acc[t] = V::zero();
-        for (int q0 = 0; q0 < kb; q0 += kMaxSteps) {
-          const int steps = min_of(kMaxSteps, kb - q0);
-          if (!once) pack(i, live, p0 + q0, steps);
-          for (int q = 0; q < steps; ++q) {
-            const V av = V::load(strip + std::ptrdiff_t(q) * N);
-            for (int t = 0; t < w; ++t) {
-              const T bv = jb.b.at(p0 + q0 + q, j + t);
-              const R* br = reinterpret_cast<const R*>(&bv);
-              for (int s = 0; s < C; ++s) acc[t * C + s] = fma(av, V::set1(br[s]), acc[t * C + s]);
-            }
-          }
-        }
-        for (int t = 0; t < w; ++t) {
-          const int col = j + t;
-          V res = acc[t * C];
-          if constexpr (C == 2) res = acc[t * C] + swap_pairs(acc[t * C + 1]) * sign;
-          res.store(out);
-          int ra = i, re = i + live;
-          if (jb.where == lower_part) ra = max_of(ra, col);
-          if (jb.where == upper_part) re = min_of(re, col + 1);
-          for (int row = ra; row < re; ++row) {
-            R* e = reinterpret_cast<R*>(jb.c + row + col * jb.ldc);
-            const R* o = out + (row - i) * C;
-            for (int s = 0; s < C; ++s) e[s] = store ? o[s] : e[s] + o[s];
-            if (C == 2 && jb.real_diag && row == col) e[1] = R(0);
-          }
-        }
+    for (int c0 = j0; c0 < j1; c0 += kColumns) {
+      const int c1 = min_of(j1, c0 + kColumns);
+      for (int i = i0; i < i1; i += RV) {
+        const int live = min_of(RV, i1 - i);
+        int ja, je;
+        span(i, live, c0, c1, ja, je);
+        if (ja >= je) continue;
+        if (once) pack(i, live, p0, kb, strip);
+        for (int j = ja; j < je; j += G) block(i, live, once ? strip : nullptr, j, min_of(G, je - j), p0, kb, store);
       }
     }
   }
