@@ -397,9 +397,12 @@ void one_pass(int op, const char* uplo, char ta, char tb, int n, int k, const T&
     t.info.fallback(&t.params, &t.A, &t.B, &t.C);
 }
 
-// SYRK and HERK with k up to this go to the skinny form: a product of so
-// few terms is all reading and writing C, which the panels only add to.
+// SYRK and HERK with k up to kSkinnyK, or n up to kSmallN, go to the
+// skinny form: a product of so few terms is all reading and writing C,
+// which the panels only add to, and a small triangle costs less than
+// setting up the walk. The skinny form has the bits of the walk.
 constexpr int kSkinnyK = 4;
+constexpr int kSmallN = 32;
 
 template <class T>
 void skinny_syrk(bool herm, const char* uplo, const char* trans, int n, int k, const T& alpha, const T* a, int lda,
@@ -424,7 +427,8 @@ void xsyrk(bool herm, const char* uplo, const char* trans, int n, int k, const T
            const T& beta, T* c, int ldc) {
   if (n < 1) return;
   if ((is_zero(alpha) || k < 1) && is_one(beta)) return;
-  if (k <= kSkinnyK) return skinny_syrk<T>(herm, uplo, trans, n, k, alpha, a, lda, beta, c, ldc);
+  if (k <= kSkinnyK || n <= kSmallN)
+    return skinny_syrk<T>(herm, uplo, trans, n, k, alpha, a, lda, beta, c, ldc);
   char ta, tb;
   operators<T>(trans, herm, ta, tb);
   one_pass<T>(herm ? op_herk : op_syrk, uplo, ta, tb, n, k, alpha, beta, a, lda, a, lda, c, ldc);
@@ -629,7 +633,8 @@ using orb::engine::gemm_kernel_info;
   }                                                                                                              \
   ORB_API void ORB_BLAS(t##syrk_pst)(const char* uplo, const char* trans, ORB_I n, ORB_I k, const T* alpha,     \
                                      const T* a, ORB_I lda, const T* beta, T* c, ORB_I ldc) {                   \
-    if (*k > kSkinnyK) return ORB_BLAS(t##syrk_nobufs)(uplo, trans, n, k, alpha, a, lda, beta, c, ldc);         \
+    if (*k > kSkinnyK && *n > kSmallN)                                                                          \
+      return ORB_BLAS(t##syrk_nobufs)(uplo, trans, n, k, alpha, a, lda, beta, c, ldc);                          \
     syrk_direct<T>(false, uplo, trans, *n, *k, *alpha, a, *lda, *beta, c, *ldc);                                \
   }                                                                                                              \
   ORB_API void ORB_BLAS(t##syr2k_nobufs)(const char* uplo, const char* trans, ORB_I n, ORB_I k, const T* alpha, \
@@ -679,7 +684,8 @@ ORB_SYRK_EXPORTS(orb_complex16, z)
   ORB_API void ORB_BLAS(t##herk_mscale)(blas_matrix * c, const T* beta) { herk_scale<T>(c, beta); }             \
   ORB_API void ORB_BLAS(t##herk_pst)(const char* uplo, const char* trans, ORB_I n, ORB_I k, const R* alpha,     \
                                      const T* a, ORB_I lda, const R* beta, T* c, ORB_I ldc) {                   \
-    if (*k > kSkinnyK) return ORB_BLAS(t##herk_nobufs)(uplo, trans, n, k, alpha, a, lda, beta, c, ldc);         \
+    if (*k > kSkinnyK && *n > kSmallN)                                                                          \
+      return ORB_BLAS(t##herk_nobufs)(uplo, trans, n, k, alpha, a, lda, beta, c, ldc);                          \
     syrk_direct<T>(true, uplo, trans, *n, *k, T{*alpha, 0}, a, *lda, T{*beta, 0}, c, *ldc);                     \
   }                                                                                                              \
   ORB_API void ORB_BLAS(t##herk_nobufs)(const char* uplo, const char* trans, ORB_I n, ORB_I k, const R* alpha,  \
