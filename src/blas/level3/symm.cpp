@@ -8,6 +8,8 @@
 // apply it, so the result has the bits of x?gemm_packed on the explicitly
 // mirrored matrix. Small problems and calls without panel memory take a
 // direct loop over the stored triangle.
+#include <type_traits>
+
 #include "blas/level3/syx_direct.hpp"
 
 namespace orb::level3 {
@@ -92,12 +94,29 @@ void mirror_copy(const blas_matrix* src, blas_matrix* panel, const T* factor) {
     };
     part(q0, b1, stored_before);
     part(a0, q0 + k, !stored_before);
-    for (int q = m0; q < m1; ++q)
-      for (int r = 0; r < w; ++r) {
-        const int g = s0 + r;
-        const T v = Left ? direct::full_element(a, ld, Lower, Herm, g, q) : direct::full_element(a, ld, Lower, Herm, q, g);
-        d[std::ptrdiff_t(q - q0) * w + r] = direct::by_factor(mode, *factor, v);
+    // The square: in K column q the rows from the diagonal on (side left,
+    // lower; side right, upper) or up to it are stored at their place.
+    auto square = [&](auto mode_tag) {
+      constexpr int M = decltype(mode_tag)::value;
+      const T f = *factor;
+      for (int q = m0; q < m1; ++q) {
+        const int rd = q - s0;
+        T* dq = d + std::ptrdiff_t(q - q0) * w;
+        for (int r = 0; r < w; ++r) {
+          const int g = s0 + r;
+          const bool stored = stored_before ? r >= rd : r <= rd;
+          T v = stored == Left ? a[g + q * ld] : a[q + g * ld];
+          if constexpr (Herm) {
+            if (!stored) v = conj_of(v);
+            if (r == rd) real_diagonal(v);
+          }
+          dq[r] = direct::by_factor(M, f, v);
+        }
       }
+    };
+    if (mode == direct::f_one) square(std::integral_constant<int, direct::f_one>{});
+    else if (mode == direct::f_minus) square(std::integral_constant<int, direct::f_minus>{});
+    else square(std::integral_constant<int, direct::f_any>{});
     r0 += w;
   };
   while (r0 + W <= L) one_panel(W);
