@@ -6,8 +6,9 @@
 // is read at its mirror position (conjugated for HEMM, whose diagonal is
 // taken as real). The factor is applied exactly as the general copiers
 // apply it, so the result has the bits of x?gemm_packed on the explicitly
-// mirrored matrix. Small problems and calls without panel memory take a
-// direct loop over the stored triangle.
+// mirrored matrix. Small problems and calls without panel memory take the
+// direct form (syx_direct.hpp), which reads the stored triangle in place and
+// keeps the same arithmetic, hence the same bits.
 #include <type_traits>
 
 #include "blas/level3/syx_direct.hpp"

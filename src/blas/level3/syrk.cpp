@@ -12,7 +12,10 @@
 // beta 1 and (HER2K) the conjugate alpha; small n with beta other than 0
 // forms alpha op(A) op(B)' once into scratch and folds it into the
 // triangle instead. Without panel memory, every routine has a direct form
-// that runs the direct GEMM column block by column block.
+// (syx_direct.hpp) that does the walk's arithmetic in the walk's order, so
+// it gives the same bits; SYRK and HERK of skinny k or small n take it from
+// the start. For long k, the real SYRK also has a kernel that reads A in
+// place (syrk_4k.cpp), which the core picks by sizes.
 #include <type_traits>
 
 #include "blas/level3/syx_direct.hpp"
