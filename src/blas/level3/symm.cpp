@@ -6,9 +6,12 @@
 // is read at its mirror position (conjugated for HEMM, whose diagonal is
 // taken as real). The factor is applied exactly as the general copiers
 // apply it, so the result has the bits of x?gemm_packed on the explicitly
-// mirrored matrix. Small problems and calls without panel memory take a
-// direct loop over the stored triangle.
-#include "blas/level3/syx.hpp"
+// mirrored matrix. Small problems and calls without panel memory take the
+// direct form (syx_direct.hpp), which reads the stored triangle in place and
+// keeps the same arithmetic, hence the same bits.
+#include <type_traits>
+
+#include "blas/level3/syx_direct.hpp"
 
 namespace orb::level3 {
 
@@ -17,66 +20,104 @@ using namespace orb::engine;
 namespace {
 
 inline int min_int(int x, int y) { return x < y ? x : y; }
+inline int max_int(int x, int y) { return x > y ? x : y; }
 inline char up(const char* t) { return char(*t & ~32); }
 
-// x times the packing factor, as the general copiers do it: exactly 1
-// moves the bits, exactly -1 flips signs, anything else multiplies (complex:
-// each product rounded on its own).
-enum { f_one = 0, f_minus = 1, f_any = 2 };
-template <class T> int factor_mode(const T& f) { return is_one(f) ? f_one : is_minus_one(f) ? f_minus : f_any; }
-template <class T> inline T by_factor(int mode, const T& f, const T& x) {
-  return mode == f_one ? x : mode == f_minus ? -x : f * x;
-}
-template <class C> inline C by_factor_complex(int mode, const C& f, const C& x) {
-  if (mode == f_one) return x;
-  if (mode == f_minus) return C{-x.re, -x.im};
-  return C{opaque(f.re * x.re) - f.im * x.im, opaque(f.re * x.im) + f.im * x.re};
-}
-inline orb_complex8 by_factor(int mode, const orb_complex8& f, const orb_complex8& x) {
-  return by_factor_complex(mode, f, x);
-}
-inline orb_complex16 by_factor(int mode, const orb_complex16& f, const orb_complex16& x) {
-  return by_factor_complex(mode, f, x);
-}
-
-// Element (i, j) of the full matrix whose `lower` or upper triangle is stored.
-template <class T, bool Herm>
-inline T full_element(const T* a, std::ptrdiff_t ld, bool lower, int i, int j) {
-  const bool stored = lower ? i >= j : i <= j;
-  T v = stored ? a[i + j * ld] : a[j + i * ld];
-  if constexpr (Herm) {
-    if (!stored) v = conj_of(v);
-    if (i == j) real_diagonal(v);
-  }
-  return v;
-}
+// The engine's general copiers of each type: A as stored, transposed and
+// conjugate transposed; B likewise (the real types have no conjugate).
+template <class T> struct plain_copy;
+#define ORB_PLAIN_COPY(T, t, ac, bc)                                 \
+  template <> struct plain_copy<T> {                                 \
+    static constexpr copy_fn<T> an = ORB_BLAS(t##gemm_copyan);       \
+    static constexpr copy_fn<T> at = ORB_BLAS(t##gemm_copyat);       \
+    static constexpr copy_fn<T> ac_ = ac;                            \
+    static constexpr copy_fn<T> bn = ORB_BLAS(t##gemm_copybn);       \
+    static constexpr copy_fn<T> bt = ORB_BLAS(t##gemm_copybt);       \
+    static constexpr copy_fn<T> bc_ = bc;                            \
+  };
+ORB_PLAIN_COPY(float, s, ORB_BLAS(sgemm_copyat), ORB_BLAS(sgemm_copybt))
+ORB_PLAIN_COPY(double, d, ORB_BLAS(dgemm_copyat), ORB_BLAS(dgemm_copybt))
+ORB_PLAIN_COPY(orb_complex8, c, ORB_BLAS(cgemm_copyac), ORB_BLAS(cgemm_copybc))
+ORB_PLAIN_COPY(orb_complex16, z, ORB_BLAS(zgemm_copyac), ORB_BLAS(zgemm_copybc))
+#undef ORB_PLAIN_COPY
 
 }  // namespace
 
+// The panel is cut as the general copiers cut it: panels of the register
+// tile's width, then one of each power of two below it. Each panel meets the
+// diagonal in one square of its own width; along K, the part before that
+// square and the part after it lie wholly in one triangle each. Those two
+// parts go to the engine's own copiers, reading the stored triangle as
+// stored or transposed (conjugated for HEMM), so they move as fast as a
+// GEMM operand and apply the factor the same way; only the square is
+// copied element by element, where HEMM also takes the diagonal as real.
 template <class T, bool Lower, bool Left, bool Herm>
 void mirror_copy(const blas_matrix* src, blas_matrix* panel, const T* factor) {
+  using P = plain_copy<T>;
   constexpr int W = Left ? gemm_traits<T>::unroll_m : gemm_traits<T>::unroll_n;
   const T* a = static_cast<const T*>(src->base);
   const std::ptrdiff_t ld = src->ld;
-  const int i0 = src->pack_unit, j0 = src->pack_width;
-  // The panel's K side and long side: the block's columns and rows for A,
-  // its rows and columns for B.
+  // First index of the long side and of K in the whole matrix.
+  const int g0 = Left ? src->pack_unit : src->pack_width;
+  const int q0 = Left ? src->pack_width : src->pack_unit;
   const int k = Left ? src->cols : src->rows;
   const int L = Left ? src->rows : src->cols;
   panel->rows = k;
   panel->cols = L;
   if (k < 1 || L < 1) return;
   T* dst = static_cast<T*>(panel->base);
-  const int mode = factor_mode(*factor);
+  const int mode = direct::factor_mode(*factor);
+  // Element (long g, K q) of the operand lies in the stored triangle as
+  // stored when q comes before g's square (side left, lower; side right,
+  // upper), otherwise when it comes after.
+  constexpr bool stored_before = Left == Lower;
+  const copy_fn<T> as_stored = Left ? P::an : P::bn;
+  const copy_fn<T> mirrored = Herm ? (Left ? P::ac_ : P::bc_) : (Left ? P::at : P::bt);
   int r0 = 0;
   auto one_panel = [&](int w) {
     T* d = dst + std::ptrdiff_t(r0) * k;
-    for (int p = 0; p < k; ++p)
-      for (int r = 0; r < w; ++r) {
-        const int i = Left ? i0 + r0 + r : i0 + p;
-        const int j = Left ? j0 + p : j0 + r0 + r;
-        d[std::ptrdiff_t(p) * w + r] = by_factor(mode, *factor, full_element<T, Herm>(a, ld, Lower, i, j));
+    const int s0 = g0 + r0, s1 = s0 + w;
+    // K stretches before, in and after the square [s0, s1).
+    const int b1 = min_int(q0 + k, s0), m0 = max_int(q0, s0), m1 = min_int(q0 + k, s1), a0 = max_int(q0, s1);
+    auto part = [&](int qa, int qb, bool stored) {
+      if (qb <= qa) return;
+      blas_matrix from = *src;
+      from.ld = int(ld);
+      // Stored: (g, q) side left, (q, g) side right, at its place; mirrored:
+      // read from the other triangle.
+      const bool row_is_g = Left == stored;
+      from.base = const_cast<T*>(row_is_g ? a + s0 + std::ptrdiff_t(qa) * ld : a + qa + std::ptrdiff_t(s0) * ld);
+      from.rows = Left ? w : qb - qa;
+      from.cols = Left ? qb - qa : w;
+      blas_matrix to = *panel;
+      to.base = d + std::ptrdiff_t(qa - q0) * w;
+      (stored ? as_stored : mirrored)(&from, &to, factor);
+    };
+    part(q0, b1, stored_before);
+    part(a0, q0 + k, !stored_before);
+    // The square: in K column q the rows from the diagonal on (side left,
+    // lower; side right, upper) or up to it are stored at their place.
+    auto square = [&](auto mode_tag) {
+      constexpr int M = decltype(mode_tag)::value;
+      const T f = *factor;
+      for (int q = m0; q < m1; ++q) {
+        const int rd = q - s0;
+        T* dq = d + std::ptrdiff_t(q - q0) * w;
+        for (int r = 0; r < w; ++r) {
+          const int g = s0 + r;
+          const bool stored = stored_before ? r >= rd : r <= rd;
+          T v = stored == Left ? a[g + q * ld] : a[q + g * ld];
+          if constexpr (Herm) {
+            if (!stored) v = conj_of(v);
+            if (r == rd) real_diagonal(v);
+          }
+          dq[r] = direct::by_factor(M, f, v);
+        }
       }
+    };
+    if (mode == direct::f_one) square(std::integral_constant<int, direct::f_one>{});
+    else if (mode == direct::f_minus) square(std::integral_constant<int, direct::f_minus>{});
+    else square(std::integral_constant<int, direct::f_any>{});
     r0 += w;
   };
   while (r0 + W <= L) one_panel(W);
@@ -162,36 +203,30 @@ int symm_driver(blas_op_params<T>* params, blas_matrix* a, blas_matrix* b, blas_
 
 namespace {
 
-// Direct SYMM and HEMM: beta on C, then column updates from the stored
-// triangle.
+// Direct SYMM and HEMM: the steps of the packed driver with no panels
+// (beta on C first, then per K block the chains of the mirrored operand).
 template <class T, bool Herm>
 void symm_direct(const char* side, const char* uplo, int M, int N, const T& alpha, const T* a, int lda,
                  const T* b, int ldb, const T& beta, T* c, int ldc) {
   if (M < 1 || N < 1 || (is_zero(alpha) && is_one(beta))) return;
   const bool left = up(side) == 'L', lower = up(uplo) == 'L';
-  for (int j = 0; j < N; ++j) {
-    T* cj = c + std::ptrdiff_t(j) * ldc;
-    if (is_zero(beta))
-      for (int i = 0; i < M; ++i) cj[i] = zero<T>();
-    else if (!is_one(beta))
-      for (int i = 0; i < M; ++i) cj[i] = mul(beta, cj[i]);
+  T be = beta;
+  if (!is_one(be) && !is_zero(be)) {
+    prim<T>::mscale(&M, &N, &be, c, &ldc);
+    be = one<T>();
   }
-  if (is_zero(alpha)) return;
-  for (int j = 0; j < N; ++j) {
-    T* cj = c + std::ptrdiff_t(j) * ldc;
-    if (left) {
-      for (int p = 0; p < M; ++p) {
-        const T t = mul(alpha, b[p + std::ptrdiff_t(j) * ldb]);
-        for (int i = 0; i < M; ++i) cj[i] = add(cj[i], mul(full_element<T, Herm>(a, lda, lower, i, p), t));
-      }
-    } else {
-      for (int p = 0; p < N; ++p) {
-        const T t = mul(alpha, full_element<T, Herm>(a, lda, lower, p, j));
-        const T* bp = b + std::ptrdiff_t(p) * ldb;
-        for (int i = 0; i < M; ++i) cj[i] = add(cj[i], mul(bp[i], t));
-      }
-    }
+  if (is_zero(alpha)) {
+    if (is_zero(be)) prim<T>::mscale(&M, &N, &be, c, &ldc);
+    return;
   }
+  using direct::operand;
+  const direct::kind how = Herm ? (lower ? direct::herm_lower : direct::herm_upper)
+                                : (lower ? direct::sym_lower : direct::sym_upper);
+  const operand<T> sym{a, lda, how}, gen{b, ldb, direct::as_stored};
+  const int K = left ? M : N;
+  const direct::job<T> jb{left ? sym : gen, left ? gen : sym, alpha, K, direct::k_block_of<T>(M, N, K), c, ldc,
+                          direct::whole, false};
+  direct::run(jb, 0, M, 0, N, is_zero(be));
 }
 
 template <class T, bool Herm>

@@ -12,8 +12,13 @@
 // beta 1 and (HER2K) the conjugate alpha; small n with beta other than 0
 // forms alpha op(A) op(B)' once into scratch and folds it into the
 // triangle instead. Without panel memory, every routine has a direct form
-// that runs the direct GEMM column block by column block.
-#include "blas/level3/syx.hpp"
+// (syx_direct.hpp) that does the walk's arithmetic in the walk's order, so
+// it gives the same bits; SYRK and HERK of skinny k or small n take it from
+// the start. For long k, the real SYRK also has a kernel that reads A in
+// place (syrk_4k.cpp), which the core picks by sizes.
+#include <type_traits>
+
+#include "blas/level3/syx_direct.hpp"
 
 namespace orb::level3 {
 
@@ -47,14 +52,26 @@ void tri_kernel(bool lower, bool herm, bool b0, int m, int n, int k, const T* a,
     int s = min_int(UM, m - r0);
     alignas(64) T tile[kScratchElems];
     prim<T>::store(&s, &w, &k, &one, a + std::ptrdiff_t(r0) * k, b + std::ptrdiff_t(c0) * k, tile, s);
+    // In each column the stored rows of the tile are one stretch [lo, hi):
+    // a masked vector step of reals adds (or stores) them, lane by lane.
+    using R = typename gemm_traits<T>::real;
+    using V = simd::vec<R>;
+    constexpr int C = gemm_traits<T>::comps;
     for (int j = 0; j < w; ++j) {
-      for (int i = 0; i < s; ++i) {
-        const int row = r0 + i + d, col = c0 + j;
-        if (lower ? row < col : row > col) continue;
-        T& e = c[r0 + i + std::ptrdiff_t(c0 + j) * ldc];
-        e = b0 ? tile[i + j * s] : add(e, tile[i + j * s]);
-        if (herm && row == col) real_diagonal(e);
+      const int col = c0 + j;
+      // Row of the tile on the diagonal of this column (may lie outside).
+      const int diag = col - d - r0;
+      const int lo = lower ? max_int(0, diag) : 0, hi = lower ? s : min_int(s, diag + 1);
+      if (hi <= lo) continue;
+      R* e = reinterpret_cast<R*>(c + r0 + lo + std::ptrdiff_t(col) * ldc);
+      const R* t = reinterpret_cast<const R*>(tile + lo + j * s);
+      const int live = (hi - lo) * C;
+      for (int q = 0; q < live; q += V::N) {
+        const int l = min_int(V::N, live - q);
+        const V tv = V::load_mask(t + q, l);
+        (b0 ? tv : V::load_mask(e + q, l) + tv).store_mask(e + q, l);
       }
+      if (herm && diag >= lo && diag < hi) real_diagonal(c[r0 + diag + std::ptrdiff_t(col) * ldc]);
     }
   };
   // The Hermitian forms send the diagonal through the scratch tile too, where
@@ -207,6 +224,50 @@ int syrk_driver(blas_op_params<T>* params, blas_matrix* a, blas_matrix* b, blas_
   return tri_walk<T>(params, a, b, c, 0, info);
 }
 
+// The walk with A already in the panel memory `buf` (all of its rows, K in
+// one block, alpha applied, as the packing interface leaves it): only B is
+// packed, one column block at a time, and each block runs the rows of A
+// that meet the triangle. Returns 2 when there is no panel memory.
+template <class T>
+int syrk_acopied(blas_op_params<T>* params, blas_matrix* a, blas_matrix* b, blas_matrix* c, gemm_buffers* buf,
+                 gemm_kernel_info<T>* info) {
+  const int M = c->rows, N = c->cols, K = a->cols;
+  if (M < 1 || N < 1) return 0;
+  const bool lower = params->uplo == 1;
+  const bool herm = hermitian_op<T>(params->op);
+  T beta = params->beta;
+  if (!is_one(beta) && !is_zero(beta)) {
+    tri_scale<T>(c, beta, lower, 0, herm);
+    beta = one<T>();
+    params->beta = beta;
+  }
+  if (is_zero(params->alpha) || K < 1) {
+    if (is_zero(beta)) tri_scale<T>(c, beta, lower, 0, herm);
+    return 0;
+  }
+  if (!buf || orb_serv_check_ptr_and_warn(buf->block, info->name)) return 2;
+  const int um = info->strategy.unroll_m;
+  const T onev = one<T>();
+  blas_matrix whole_a = buf->a_panel;
+  whole_a.rows = K;
+  for (int j0 = 0; j0 < N; j0 += buf->n_block) {
+    const int nb = min_int(buf->n_block, N - j0);
+    int rs = lower ? max_int(0, j0) : 0;
+    int re = lower ? M : min_int(M, j0 + nb);
+    if (rs >= re) continue;
+    rs = rs / um * um;
+    re = min_int(M, (re + um - 1) / um * um);
+    blas_matrix bsrc = sub_view(*b, 0, j0, K, nb);
+    blas_matrix bp = panel_at(buf->b_panel, K, 0);
+    info->copy_b(&bsrc, &bp, &onev);
+    blas_matrix ap = panel_at(whole_a, K, rs);
+    blas_matrix cv = sub_view(*c, rs, j0, re - rs, nb);
+    tri_position pos{rs - j0};
+    info->kernel(&onev, &ap, &bp, &beta, &cv, &pos);
+  }
+  return 0;
+}
+
 template <class T> void syrk_scale(blas_matrix* c, const T* beta) {
   tri_scale<T>(c, *beta, (c->flags & flag_lower) != 0, 0, false);
 }
@@ -220,62 +281,6 @@ namespace {
 
 inline char up(const char* t) { return char(*t & ~32); }
 
-// The product and its second half as direct GEMM calls: op(A) op(B) with
-// the given operators, on columns [j0, j1) of the triangle of the n x n C.
-// Blocks of 16 columns: below (or above) the diagonal block one call, the
-// diagonal block column by column. `second`: the SYR2K half with the
-// operands swapped (alpha2, after the first half's beta).
-template <class T>
-struct direct_job {
-  bool lower, herm, two;
-  char ta, tb;
-  int n, k;
-  T alpha, alpha2, beta;
-  const T *a, *b;
-  int lda, ldb;
-  T* c;
-  int ldc;
-};
-
-template <class T>
-void direct_block(const direct_job<T>& j, int r0, int rows, int c0, int cols) {
-  if (rows < 1 || cols < 1) return;
-  const char ta[2] = {j.ta, 0}, tb[2] = {j.tb, 0};
-  auto rows_of = [&](const T* x, int ld) { return j.ta == 'N' ? x + r0 : x + std::ptrdiff_t(r0) * ld; };
-  auto cols_of = [&](const T* x, int ld) { return j.tb == 'N' ? x + std::ptrdiff_t(c0) * ld : x + c0; };
-  T* cc = j.c + r0 + std::ptrdiff_t(c0) * j.ldc;
-  prim<T>::pst(ta, tb, &rows, &cols, &j.k, &j.alpha, rows_of(j.a, j.lda), &j.lda, cols_of(j.b, j.ldb), &j.ldb,
-               &j.beta, cc, &j.ldc);
-  if (j.two) {
-    const T onev = one<T>();
-    prim<T>::pst(ta, tb, &rows, &cols, &j.k, &j.alpha2, rows_of(j.b, j.ldb), &j.ldb, cols_of(j.a, j.lda), &j.lda,
-                 &onev, cc, &j.ldc);
-  }
-}
-
-template <class T>
-void direct_columns(const direct_job<T>& j, int j0, int j1) {
-  constexpr int W = 16;
-  for (int jb = j0; jb < j1; jb += W) {
-    const int je = min_int(j1, jb + W);
-    for (int col = jb; col < je; ++col) {
-      if (j.lower) direct_block(j, col, je - col, col, 1);
-      else direct_block(j, jb, col + 1 - jb, col, 1);
-    }
-    if (j.lower) direct_block(j, je, j.n - je, jb, je - jb);
-    else direct_block(j, 0, jb, jb, je - jb);
-    if (j.herm)
-      for (int col = jb; col < je; ++col) real_diagonal(j.c[col + std::ptrdiff_t(col) * j.ldc]);
-  }
-}
-
-// The public arguments of each routine turned into a direct job.
-template <class T>
-direct_job<T> job_of(bool herm, bool two, const char* uplo, char ta, char tb, int n, int k, const T& alpha,
-                     const T& alpha2, const T* a, int lda, const T* b, int ldb, const T& beta, T* c, int ldc) {
-  return direct_job<T>{up(uplo) == 'L', herm, two, ta, tb, n, k, alpha, alpha2, beta, a, b, lda, ldb, c, ldc};
-}
-
 // Operator letters of the two operands of SYRK-like routines by trans: the
 // real types read "C" as "T", the Hermitian forms conjugate.
 template <class T>
@@ -286,13 +291,50 @@ void operators(const char* trans, bool herm, char& ta, char& tb) {
   else ta = other, tb = 'N';
 }
 
+// Columns [j0, j1) of the triangle of one call (op 3, 4, 5, 6 or 9) with no
+// panel memory: the steps of the packed walk, beta on the triangle first,
+// then the product (SYR2K and HER2K: both passes, the second with the
+// operands swapped and, for HER2K, the conjugate alpha). One pass of any of
+// them is op 9 (op 4 for the Hermitian forms).
+template <class T>
+void direct_triangle(int op, bool lower, char ta, char tb, int n, int k, const T& alpha, const T* a, int lda,
+                     const T* b, int ldb, T beta, T* c, int ldc, int j0, int j1) {
+  if (j0 < 0) j0 = 0;
+  if (j1 > n) j1 = n;
+  if (n < 1 || j1 <= j0) return;
+  const bool herm = hermitian_op<T>(op);
+  const bool two = op == op_syr2k || op == op_her2k;
+  const int r0 = lower ? j0 : 0, r1 = lower ? n : j1;
+  blas_matrix whole;
+  blas_initialize_matrix<T>(n, n, c, ldc, &whole);
+  const blas_matrix cv = sub_view(whole, r0, j0, r1 - r0, j1 - j0);
+  if (!is_one(beta) && !is_zero(beta)) {
+    tri_scale<T>(&cv, beta, lower, r0 - j0, herm);
+    beta = one<T>();
+  }
+  if (is_zero(alpha) || k < 1) {
+    if (is_zero(beta)) tri_scale<T>(&cv, beta, lower, r0 - j0, herm);
+    return;
+  }
+  direct::job<T> jb{direct::of_letter(a, lda, ta), direct::of_letter(b, ldb, tb), alpha, k,
+                    direct::k_block_of<T>(n, n, k), c, ldc, lower ? direct::lower_part : direct::upper_part, herm};
+  direct::run(jb, r0, r1, j0, j1, is_zero(beta));
+  if (two) {
+    jb.a = direct::of_letter(b, ldb, ta);
+    jb.b = direct::of_letter(a, lda, tb);
+    jb.alpha = herm ? conj_of(alpha) : alpha;
+    direct::run(jb, r0, r1, j0, j1, false);
+  }
+}
+
 template <class T>
 void syrk_direct(bool herm, const char* uplo, const char* trans, int n, int k, const T& alpha, const T* a, int lda,
                  const T& beta, T* c, int ldc) {
   if (n < 1 || ((is_zero(alpha) || k < 1) && is_one(beta))) return;
   char ta, tb;
   operators<T>(trans, herm, ta, tb);
-  direct_columns(job_of<T>(herm, false, uplo, ta, tb, n, k, alpha, alpha, a, lda, a, lda, beta, c, ldc), 0, n);
+  direct_triangle<T>(herm ? op_herk : op_syrk, up(uplo) == 'L', ta, tb, n, k, alpha, a, lda, a, lda, beta, c, ldc,
+                     0, n);
 }
 
 template <class T>
@@ -301,16 +343,16 @@ void syr2k_direct(bool herm, const char* uplo, const char* trans, int n, int k, 
   if (n < 1 || ((is_zero(alpha) || k < 1) && is_one(beta))) return;
   char ta, tb;
   operators<T>(trans, herm, ta, tb);
-  const T alpha2 = herm ? conj_of(alpha) : alpha;
-  direct_columns(job_of<T>(herm, true, uplo, ta, tb, n, k, alpha, alpha2, a, lda, b, ldb, beta, c, ldc), 0, n);
+  direct_triangle<T>(herm ? op_her2k : op_syr2k, up(uplo) == 'L', ta, tb, n, k, alpha, a, lda, b, ldb, beta, c,
+                     ldc, 0, n);
 }
 
 template <class T>
 void gemmt_direct(const char* uplo, const char* transa, const char* transb, int n, int k, const T& alpha,
                   const T* a, int lda, const T* b, int ldb, const T& beta, T* c, int ldc) {
   if (n < 1 || ((is_zero(alpha) || k < 1) && is_one(beta))) return;
-  const char ta = paths::op_of(transa), tb = paths::op_of(transb);
-  direct_columns(job_of<T>(false, false, uplo, ta, tb, n, k, alpha, alpha, a, lda, b, ldb, beta, c, ldc), 0, n);
+  direct_triangle<T>(op_gemmt, up(uplo) == 'L', paths::op_of(transa), paths::op_of(transb), n, k, alpha, a, lda, b,
+                     ldb, beta, c, ldc, 0, n);
 }
 
 // ---- Entries on the engine -----------------------------------------------------------
@@ -358,11 +400,38 @@ void one_pass(int op, const char* uplo, char ta, char tb, int n, int k, const T&
     t.info.fallback(&t.params, &t.A, &t.B, &t.C);
 }
 
+// SYRK and HERK with k up to kSkinnyK, or n up to kSmallN, go to the
+// skinny form: a product of so few terms is all reading and writing C,
+// which the panels only add to, and a small triangle costs less than
+// setting up the walk. The skinny form has the bits of the walk.
+constexpr int kSkinnyK = 4;
+constexpr int kSmallN = 32;
+
+template <class T>
+void skinny_syrk(bool herm, const char* uplo, const char* trans, int n, int k, const T& alpha, const T* a, int lda,
+                 const T& beta, T* c, int ldc) {
+  if constexpr (is_complex<T>) {
+    if (herm) {
+      const auto al = alpha.re, be = beta.re;
+      if constexpr (sizeof(T) == 8) ORB_BLAS(cherk_pst)(uplo, trans, &n, &k, &al, a, &lda, &be, c, &ldc);
+      else ORB_BLAS(zherk_pst)(uplo, trans, &n, &k, &al, a, &lda, &be, c, &ldc);
+      return;
+    }
+  }
+  if constexpr (std::is_same_v<T, float>) ORB_BLAS(ssyrk_pst)(uplo, trans, &n, &k, &alpha, a, &lda, &beta, c, &ldc);
+  else if constexpr (std::is_same_v<T, double>)
+    ORB_BLAS(dsyrk_pst)(uplo, trans, &n, &k, &alpha, a, &lda, &beta, c, &ldc);
+  else if constexpr (sizeof(T) == 8) ORB_BLAS(csyrk_pst)(uplo, trans, &n, &k, &alpha, a, &lda, &beta, c, &ldc);
+  else ORB_BLAS(zsyrk_pst)(uplo, trans, &n, &k, &alpha, a, &lda, &beta, c, &ldc);
+}
+
 template <class T>
 void xsyrk(bool herm, const char* uplo, const char* trans, int n, int k, const T& alpha, const T* a, int lda,
            const T& beta, T* c, int ldc) {
   if (n < 1) return;
   if ((is_zero(alpha) || k < 1) && is_one(beta)) return;
+  if (k <= kSkinnyK || n <= kSmallN)
+    return skinny_syrk<T>(herm, uplo, trans, n, k, alpha, a, lda, beta, c, ldc);
   char ta, tb;
   operators<T>(trans, herm, ta, tb);
   one_pass<T>(herm ? op_herk : op_syrk, uplo, ta, tb, n, k, alpha, beta, a, lda, a, lda, c, ldc);
@@ -430,8 +499,8 @@ void xsyr2k(bool herm, const char* uplo, const char* trans, int n, int k, const 
   if (u.info.syrk_driver(&u.params, &u.A, &u.B, &u.C, nullptr, &u.info) == 2) {
     // The first half is in C; the direct form adds the second.
     orb_serv_check_ptr_and_warn(nullptr, "syr2k");
-    direct_columns(job_of<T>(herm, false, uplo, ta, tb, n, k, alpha2, alpha2, b, ldb, a, lda, one<T>(), c, ldc), 0,
-                   n);
+    direct_triangle<T>(herm ? op_herk : op_gemmt, up(uplo) == 'L', ta, tb, n, k, alpha2, b, ldb, a, lda, one<T>(),
+                       c, ldc, 0, n);
   }
 }
 
@@ -450,16 +519,17 @@ void stretch(int op, const char* uplo, char ta, char tb, int n, int k, const T& 
   const bool lower = up(uplo) == 'L';
   const int r0 = lower ? j0 : 0, r1 = lower ? n : j1;
   const T alpha2 = herm && two ? conj_of(alpha) : alpha;
+  // SYRK and HERK of skinny k go direct, as the whole call does.
+  const bool skinny = (op == op_syrk || op == op_herk) && k <= kSkinnyK;
   auto pass = [&](const T& al, const T& be, const T* x, int ldx, const T* y, int ldy) {
     tri_call<T> t;
     set_up<T>(t, op, uplo, text(ta), text(tb), n, k, al, be, x, ldx, y, ldy, c, ldc);
     blas_matrix A = sub_view(t.A, r0, 0, r1 - r0, k);
     blas_matrix B = sub_view(t.B, 0, j0, k, j1 - j0);
     blas_matrix C = sub_view(t.C, r0, j0, r1 - r0, j1 - j0);
-    if (tri_walk<T>(&t.params, &A, &B, &C, r0 - j0, &t.info) == 2) {
-      direct_job<T> jb = job_of<T>(herm, false, uplo, ta, tb, n, k, al, al, x, ldx, y, ldy, t.params.beta, c, ldc);
-      direct_columns(jb, j0, j1);
-    }
+    if (skinny || tri_walk<T>(&t.params, &A, &B, &C, r0 - j0, &t.info) == 2)
+      direct_triangle<T>(herm ? op_herk : op_gemmt, lower, ta, tb, n, k, al, x, ldx, y, ldy, t.params.beta, c, ldc,
+                         j0, j1);
   };
   // SYRK and HERK read A twice; the others have a second operand.
   const bool same = op == op_syrk || op == op_herk;
@@ -474,6 +544,8 @@ void stretch(int op, const char* uplo, char ta, char tb, int n, int k, const T& 
   template void tri_scale<T>(const blas_matrix*, const T&, bool, int, bool);                                      \
   template int syrk_driver<T>(blas_op_params<T>*, blas_matrix*, blas_matrix*, blas_matrix*, gemm_buffers*,        \
                               gemm_kernel_info<T>*);                                                              \
+  template int syrk_acopied<T>(blas_op_params<T>*, blas_matrix*, blas_matrix*, blas_matrix*, gemm_buffers*,       \
+                               gemm_kernel_info<T>*);                                                             \
   template void syrk_scale<T>(blas_matrix*, const T*);                                                            \
   template void herk_scale<T>(blas_matrix*, const T*);                                                            \
   template void tri_ker0<T, true, false>(const T*, const blas_matrix*, const blas_matrix*, const T*, blas_matrix*, \
@@ -531,7 +603,7 @@ using orb::engine::gemm_kernel_info;
   ORB_API int ORB_BLAS(x##t##syrk_acopiedbcopy)(blas_op_params<T> * p, blas_matrix * a, blas_matrix * b,        \
                                                 blas_matrix * c, gemm_buffers * buf,                            \
                                                 gemm_kernel_info<T> * info) {                                   \
-    return syrk_driver<T>(p, a, b, c, buf, info);                                                               \
+    return syrk_acopied<T>(p, a, b, c, buf, info);                                                              \
   }                                                                                                              \
   ORB_API void ORB_BLAS(t##syrk_lower_ker0)(const T* one, const blas_matrix* ap, const blas_matrix* bp,         \
                                             const T* beta, blas_matrix* c, void* pos) {                         \
@@ -564,6 +636,8 @@ using orb::engine::gemm_kernel_info;
   }                                                                                                              \
   ORB_API void ORB_BLAS(t##syrk_pst)(const char* uplo, const char* trans, ORB_I n, ORB_I k, const T* alpha,     \
                                      const T* a, ORB_I lda, const T* beta, T* c, ORB_I ldc) {                   \
+    if (*k > kSkinnyK && *n > kSmallN)                                                                          \
+      return ORB_BLAS(t##syrk_nobufs)(uplo, trans, n, k, alpha, a, lda, beta, c, ldc);                          \
     syrk_direct<T>(false, uplo, trans, *n, *k, *alpha, a, *lda, *beta, c, *ldc);                                \
   }                                                                                                              \
   ORB_API void ORB_BLAS(t##syr2k_nobufs)(const char* uplo, const char* trans, ORB_I n, ORB_I k, const T* alpha, \
@@ -582,17 +656,6 @@ ORB_SYRK_EXPORTS(double, d)
 ORB_SYRK_EXPORTS(orb_complex8, c)
 ORB_SYRK_EXPORTS(orb_complex16, z)
 #undef ORB_SYRK_EXPORTS
-
-// The direct kernels for long k: the same walk as x?syrk, which at such k
-// is all register-kernel time.
-ORB_API void ORB_BLAS(ssyrk_4k)(const char* uplo, const char* trans, ORB_I n, ORB_I k, const float* alpha,
-                                const float* a, ORB_I lda, const float* beta, float* c, ORB_I ldc) {
-  xsyrk<float>(false, uplo, trans, *n, *k, *alpha, a, *lda, *beta, c, *ldc);
-}
-ORB_API void ORB_BLAS(dsyrk_4k)(const char* uplo, const char* trans, ORB_I n, ORB_I k, const double* alpha,
-                                const double* a, ORB_I lda, const double* beta, double* c, ORB_I ldc) {
-  xsyrk<double>(false, uplo, trans, *n, *k, *alpha, a, *lda, *beta, c, *ldc);
-}
 
 // The Hermitian forms: real alpha and beta for HERK, real beta for HER2K.
 #define ORB_HERK_EXPORTS(T, R, t)                                                                                \
@@ -624,6 +687,8 @@ ORB_API void ORB_BLAS(dsyrk_4k)(const char* uplo, const char* trans, ORB_I n, OR
   ORB_API void ORB_BLAS(t##herk_mscale)(blas_matrix * c, const T* beta) { herk_scale<T>(c, beta); }             \
   ORB_API void ORB_BLAS(t##herk_pst)(const char* uplo, const char* trans, ORB_I n, ORB_I k, const R* alpha,     \
                                      const T* a, ORB_I lda, const R* beta, T* c, ORB_I ldc) {                   \
+    if (*k > kSkinnyK && *n > kSmallN)                                                                          \
+      return ORB_BLAS(t##herk_nobufs)(uplo, trans, n, k, alpha, a, lda, beta, c, ldc);                          \
     syrk_direct<T>(true, uplo, trans, *n, *k, T{*alpha, 0}, a, *lda, T{*beta, 0}, c, *ldc);                     \
   }                                                                                                              \
   ORB_API void ORB_BLAS(t##herk_nobufs)(const char* uplo, const char* trans, ORB_I n, ORB_I k, const R* alpha,  \

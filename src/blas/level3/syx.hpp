@@ -14,6 +14,19 @@
 #include "blas/engine/paths.hpp"
 #include "blas/level3/level3.hpp"
 
+// The skinny forms of SYRK and HERK (the public routine's arguments).
+#define ORB_SYX_PST_DECL(T, R, t, name)                                                                       \
+  ORB_API void ORB_BLAS(t##name##_pst)(const char* uplo, const char* trans, const int* n, const int* k,    \
+                                       const R* alpha, const T* a, const int* lda, const R* beta, T* c,   \
+                                       const int* ldc);
+ORB_SYX_PST_DECL(float, float, s, syrk)
+ORB_SYX_PST_DECL(double, double, d, syrk)
+ORB_SYX_PST_DECL(orb_complex8, orb_complex8, c, syrk)
+ORB_SYX_PST_DECL(orb_complex16, orb_complex16, z, syrk)
+ORB_SYX_PST_DECL(orb_complex8, float, c, herk)
+ORB_SYX_PST_DECL(orb_complex16, double, z, herk)
+#undef ORB_SYX_PST_DECL
+
 namespace orb::level3 {
 
 using engine::blas_matrix;
@@ -86,6 +99,8 @@ void tri_scale(const blas_matrix* c, const T& beta, bool lower, int d0, bool her
 
 template <class T> int syrk_driver(blas_op_params<T>*, blas_matrix*, blas_matrix*, blas_matrix*, gemm_buffers*,
                                    gemm_kernel_info<T>*);
+template <class T> int syrk_acopied(blas_op_params<T>*, blas_matrix*, blas_matrix*, blas_matrix*, gemm_buffers*,
+                                    gemm_kernel_info<T>*);
 template <class T> void syrk_scale(blas_matrix* c, const T* beta);
 template <class T> void herk_scale(blas_matrix* c, const T* beta);
 template <class T, bool Lower, bool Herm>

@@ -134,6 +134,28 @@ void run_syrk(Whole whole, Stretch stretch, bool herm, const char* uplo, const c
   triangle_team<T>(stretch, herm ? 4 : 3, uplo, ta, tb, n, k, alpha, a, lda, a, lda, beta, c, ldc, threads);
 }
 
+// SYRK of the real types at long k and small n goes to the kernel that
+// reads A where it lies: there the packed walk spends most of its time
+// copying A twice per K block. The choice is by sizes alone, so the bits do
+// not depend on the team.
+constexpr int kLongK = 4096;
+constexpr int kLongKMaxN = 48;
+inline bool long_k(int n, int k) { return k >= kLongK && n <= kLongKMaxN; }
+
+template <class T, class Whole, class Stretch>
+void run_syrk_4k(Whole whole, Stretch stretch, const char* uplo, const char* trans, int n, int k, const T* alpha,
+                 const T* a, int lda, const T* beta, T* c, int ldc) {
+  int threads = team_for(double(n) * n * k / 2, n);
+  if (threads < 2) return whole();
+  if (threads > kMaxTeam) threads = kMaxTeam;
+  int bound[kMaxTeam + 1];
+  stretches(n, (*uplo & ~32) == 'L', threads, bound);
+  run_team(threads, [&](int id) {
+    const int j0 = bound[id], j1 = bound[id + 1];
+    stretch(uplo, trans, &n, &k, alpha, a, &lda, beta, c, &ldc, &j0, &j1);
+  });
+}
+
 template <class T, class Whole, class Stretch>
 void run_syr2k(Whole whole, Stretch stretch, bool herm, const char* uplo, const char* trans, int n, int k,
                const T* alpha, const T* a, int lda, const T* b, int ldb, const T* beta, T* c, int ldc) {
@@ -229,11 +251,32 @@ ORB_PUBLIC_SYMM(z, orb_complex16, hemm, hemm)
                                 beta, c, *ldc);                                                                  \
                   });                                                                                            \
   }
-ORB_PUBLIC_SYRK(s, float, letters::real)
-ORB_PUBLIC_SYRK(d, double, letters::real)
 ORB_PUBLIC_SYRK(c, orb_complex8, letters::complex_symmetric)
 ORB_PUBLIC_SYRK(z, orb_complex16, letters::complex_symmetric)
 #undef ORB_PUBLIC_SYRK
+
+// The real types also have the long-k kernel.
+#define ORB_PUBLIC_REAL_SYRK(t, T)                                                                               \
+  extern "C" void orb_blas_##t##syrk(const char* uplo, const char* trans, const int* n, const int* k,            \
+                                     const T* alpha, const T* a, const int* lda, const T* beta, T* c,            \
+                                     const int* ldc) {                                                           \
+    ORB_SYX_ENTRY(t##syrk, l3check::syrk(*uplo, *trans, *n, *k, *lda, *ldc, letters::real),                      \
+                  (uplo, trans, n, k, alpha, a, lda, beta, c, ldc), {                                            \
+                    if (*n == 0 || ((is_zero(*alpha) || *k == 0) && is_one(*beta))) break;                       \
+                    if (long_k(*n, *k)) {                                                                        \
+                      auto whole = [&] { kernels().t##syrk_4k(uplo, trans, n, k, alpha, a, lda, beta, c, ldc); }; \
+                      run_syrk_4k<T>(whole, kernels().t##syrk_4k_stretch, uplo, trans, *n, *k, alpha, a, *lda,   \
+                                     beta, c, *ldc);                                                             \
+                      break;                                                                                     \
+                    }                                                                                            \
+                    auto whole = [&] { kernels().x##t##syrk(uplo, trans, n, k, alpha, a, lda, beta, c, ldc); };  \
+                    run_syrk<T>(whole, kernels().x##t##syrk_stretch, false, uplo, trans, *n, *k, alpha, a, *lda, \
+                                beta, c, *ldc);                                                                  \
+                  });                                                                                            \
+  }
+ORB_PUBLIC_REAL_SYRK(s, float)
+ORB_PUBLIC_REAL_SYRK(d, double)
+#undef ORB_PUBLIC_REAL_SYRK
 
 #define ORB_PUBLIC_HERK(t, T, R)                                                                                 \
   extern "C" void orb_blas_##t##herk(const char* uplo, const char* trans, const int* n, const int* k,            \

@@ -116,7 +116,8 @@ TEST(SymmFamily, DoubleComplexAgainstReference) {
   against_reference<orb_complex16>(true);
 }
 
-// The engine path has the bits of x?gemm_packed on the mirrored matrix.
+// The engine path, and the direct one of the smallest shapes, have the bits
+// of x?gemm_packed on the mirrored matrix.
 template <class T>
 void exact_against_packed_gemm(bool herm) {
   auto packed = gemm::engine_fn<gemm_fn<T>>(std::string("x") + scalar<T>::x + "gemm_packed");
@@ -125,7 +126,7 @@ void exact_against_packed_gemm(bool herm) {
   int v = 0;
   for (char side : {'L', 'R'})
     for (char uplo : {'U', 'L'})
-      for (const shape& s : {shape{7, 8}, shape{61, 45}, shape{37, 410}}) {
+      for (const shape& s : {shape{6, 7}, shape{7, 8}, shape{61, 45}, shape{37, 410}}) {
         ++v;
         symm_problem<T> p(herm, side, uplo, s.m, s.n, v % 2, make<T>(0.5, -0.75), betas[v % 3], unsigned(v));
         SCOPED_TRACE(::testing::Message() << p);
@@ -195,6 +196,8 @@ TEST(SymmFamily, AllocationFailures) {
                                   8);
     symm_problem<float> q(false, side, 'U', 40, 30, 1, 0.5f, 0.0f, 9);
     const long live = orb_test_live_blocks();
+    const auto normal = p.run(false);
+    const auto normalq = q.run(false);
     for (int persistent : {0, 1}) {
       orb_test_fail_allocation(1, persistent);
       const auto got = p.run(false);
@@ -202,6 +205,9 @@ TEST(SymmFamily, AllocationFailures) {
       orb_test_fail_allocation(0, 0);
       EXPECT_TRUE(near(p, got, p.run(true))) << p;
       EXPECT_TRUE(near(q, gotq, q.run(true))) << q;
+      // The direct form has the bits of the packed one.
+      EXPECT_TRUE(all_same_bits(got, normal)) << p;
+      EXPECT_TRUE(all_same_bits(gotq, normalq)) << q;
       EXPECT_EQ(orb_test_live_blocks(), live);
     }
   }
