@@ -136,6 +136,52 @@ void sum_blocks(size_t rows, size_t cols, T alpha, const T* a, size_t lda, T bet
   }
 }
 
+// Both operands transposed, from 800 rows: c is walked in panels of 16
+// columns, and each row of a panel takes its 16 elements of a and of b by
+// gathers down 16 source rows (two gathers of 8 for doubles and complex
+// floats, which move as one 64-bit unit). The 16 source lines are read
+// front to back as the panel goes down, streams the hardware prefetcher
+// follows. Complex doubles (two units an element) and leading dimensions
+// too long for the gather's 32-bit offsets stay with the blocks.
+template <class T>
+constexpr bool gathers_elements = sizeof(T) <= 8;
+
+template <class T, bool CA, bool CB>
+void sum_gather_tt(size_t rows, size_t cols, T alpha, const T* a, size_t lda, T beta, const T* b, size_t ldb, T* c,
+                   size_t ldc) {
+  using S = typename elem<T>::S;
+  using U = typename elem<T>::U;
+  using VS = vec<S>;
+  using VU = vec<U>;
+  constexpr int L = elem<T>::Lanes;
+  constexpr size_t P = 16, per = size_t(VU::N);
+  const vsum<T> f(alpha, beta);
+  const VS m = conj_mask<T>();
+  for (size_t j0 = 0; j0 < cols; j0 += P) {
+    const size_t nc = cols - j0 < P ? cols - j0 : P;
+    for (size_t i = 0; i < rows; ++i) {
+      S* z = reinterpret_cast<S*>(c + i * ldc + j0);
+      for (size_t k = 0; k < nc; k += per) {
+        const int live = int(nc - k < per ? nc - k : per);
+        const VU ga = VU::gather(reinterpret_cast<const U*>(a + (j0 + k) * lda + i), ptrdiff_t(lda), live);
+        const VU gb = VU::gather(reinterpret_cast<const U*>(b + (j0 + k) * ldb + i), ptrdiff_t(ldb), live);
+        VS u, v;
+        if constexpr (std::is_same_v<VU, VS>) {
+          u = ga, v = gb;
+        } else {
+          std::memcpy(&u, &ga, sizeof(VS));
+          std::memcpy(&v, &gb, sizeof(VS));
+        }
+        if constexpr (CA) u = simd::bit_xor(u, m);
+        if constexpr (CB) v = simd::bit_xor(v, m);
+        const VS r = f(u, v);
+        if (live == int(per)) r.storeu(z + k * L);
+        else r.store_mask(z + k * L, live * L);
+      }
+    }
+  }
+}
+
 template <class T, bool TA, bool CA, bool TB, bool CB>
 void sum_kernel(size_t rows, size_t cols, T alpha, const T* a, size_t lda, T beta, const T* b, size_t ldb, T* c,
                 size_t ldc) {
@@ -152,6 +198,11 @@ void sum_kernel(size_t rows, size_t cols, T alpha, const T* a, size_t lda, T bet
     }
     for (size_t i = 0; i < rows; ++i) sum_run<T, CA, CB>(cols, a + i * lda, b + i * ldb, c + i * ldc, alpha, beta, f, false);
   } else {
+    if constexpr (TA && TB && gathers_elements<T>) {
+      constexpr size_t most = size_t(1) << 26;  // 16 * lda within the gather's offsets
+      if (rows >= 800 && lda < most && ldb < most && !avoid_stream())
+        return sum_gather_tt<T, CA, CB>(rows, cols, alpha, a, lda, beta, b, ldb, c, ldc);
+    }
     sum_blocks<T, TA, CA, TB, CB>(rows, cols, alpha, a, lda, beta, b, ldb, c, ldc);
   }
 }
