@@ -131,25 +131,34 @@ inline bool streams(const T* b, size_t ldb, size_t bytes) {
 }
 
 // A tile of source rows [0, nr) and columns [0, nc) through register blocks
-// of Edge x Edge, the next block's source lines asked for ahead.
+// of Edge x Edge, a column of blocks at a time: each destination line gets
+// the tile's elements one after the other (for a tile of 16 complex doubles,
+// four lines in a row), which keeps its writes together for the memory.
+// Each block takes one line of each of its source rows; the line
+// kPrefetchLines blocks ahead is asked for now, so that it arrives from
+// memory (some hundred nanoseconds) about when it is needed: the next line
+// alone would come too late, and the rows, far apart, are separate streams
+// for the hardware to find.
+constexpr size_t kPrefetchLines = 6;
 template <class T, bool Conj, bool Stream = false>
 void blk_t_by_src_rows(size_t nr, size_t nc, const T* a, size_t lda, T* b, size_t ldb) {
   constexpr size_t E = elem<T>::Edge;
-  for (size_t i = 0; i < nr; i += E) {
-    const int br = int(nr - i < E ? nr - i : E);
-    for (size_t j = 0; j < nc; j += E) {
-      const int bc = int(nc - j < E ? nc - j : E);
-      if (j + E < nc)
-        for (int r = 0; r < br; ++r) simd::prefetch(a + (i + r) * lda + j + E);
-      if (br < 8 || bc < 8) {
-        // Fewer than 8 rows or columns left: element by element, cheaper
-        // than building the masks for a register block that is mostly empty.
+  constexpr size_t ahead = kPrefetchLines * E;
+  for (size_t j = 0; j < nc; j += E) {
+    const int bc = int(nc - j < E ? nc - j : E);
+    if (j + ahead < nc)
+      for (size_t r = 0; r < nr; ++r) simd::prefetch(a + r * lda + j + ahead);
+    for (size_t i = 0; i < nr; i += E) {
+      const int br = int(nr - i < E ? nr - i : E);
+      if ((br < int(E) || bc < int(E)) && (br < 8 || bc < 8)) {
+        // A partial block with fewer than 8 rows or columns: element by
+        // element, cheaper than building masks for a mostly empty block.
         const T* x = a + i * lda + j;
         T* y = b + j * ldb + i;
         for (int r = 0; r < br; ++r)
           for (int c = 0; c < bc; ++c) y[size_t(c) * ldb + r] = Conj ? conj(x[size_t(r) * lda + c]) : x[size_t(r) * lda + c];
       } else {
-        // Full blocks, and (floats) partial ones of 8 to 15 by masks.
+        // Whole blocks, and (floats) partial ones of 8 to 15 by masks.
         move_block_t<T, Conj, Stream>(a + i * lda + j, lda, b + j * ldb + i, ldb, br, bc);
       }
     }
@@ -205,6 +214,23 @@ void copy_t(size_t rows, size_t cols, T alpha, const T* a, size_t lda, size_t sa
   if (cols == 1) {
     for (size_t i = 0; i < rows; ++i) b[i] = s(a[i * lda]);
     return;
+  }
+  // A matrix that fits the first-level cache has no pages or sets to plan
+  // for: straight through the register blocks.
+  if (rows * cols * sizeof(T) <= 16384) return blk_t_by_src_rows<T, Conj>(rows, cols, a, lda, b, ldb);
+  // A large result whose lines can be whole but whose b is off a line
+  // boundary (memory from malloc is 16-byte aligned): the first few source
+  // rows, up to the line boundary of b, go as a thin strip; the rest then
+  // starts on whole lines and goes past the caches.
+  const size_t off = reinterpret_cast<std::uintptr_t>(b) & 63;
+  if (off != 0 && off % sizeof(T) == 0 && streams(b - off / sizeof(T), ldb, rows * cols * sizeof(T))) {
+    const size_t head = (64 - off) / sizeof(T);
+    if (head < rows) {
+      blk_t_by_src_rows<T, Conj>(head, cols, a, lda, b, ldb);
+      a += head * lda;
+      b += head;
+      rows -= head;
+    }
   }
   tile_t<T, Conj>(rows, cols, a, lda, b, ldb);
 }
