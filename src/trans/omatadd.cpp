@@ -76,29 +76,53 @@ void sum_run(size_t n, const T* a, const T* b, T* c, const T& alpha, const T& be
 
 // Loads the block of op(x) at rows [i, i+nr), columns [j, j+nc) as Edge
 // vectors of lanes (rows past nr zero). x is row-major; transposed, op(x)
-// row i is column i of x.
-template <class T, bool Tr, bool Cj>
+// row i is column i of x. Full: nr and nc are Edge, and every loop has a
+// fixed count, so the block stays in registers.
+template <class T, bool Tr, bool Cj, bool Full>
 [[gnu::always_inline]] inline void load_op_block(const T* x, size_t ldx, size_t i, size_t j, int nr, int nc,
-                          vec<typename elem<T>::S>* out) {
+                                                 vec<typename elem<T>::S>* out) {
   using B = block<T>;
   using VS = vec<typename elem<T>::S>;
   typename B::V v[B::Slots];
-  const bool full = nr == B::Edge && nc == B::Edge;
+  if constexpr (Full) nr = B::Edge, nc = B::Edge;
   if constexpr (Tr) {
     // Rows [j, j+nc) of x, columns [i, i+nr), transposed in registers.
-    if (full) B::template load_full<false>(x + j * ldx + i, ldx, v);
+    if constexpr (Full) B::template load_full<false>(x + j * ldx + i, ldx, v);
     else B::template load_part<false>(x + j * ldx + i, ldx, nc, nr, v);
-  } else if (full) {
+  } else if constexpr (Full) {
 #pragma GCC unroll 16
     for (int r = 0; r < B::Edge; ++r) v[r] = B::V::loadu(B::row(x + i * ldx + j, ldx, r));
   } else {
     for (int r = 0; r < nr; ++r) v[r] = B::V::load_mask(B::row(x + i * ldx + j, ldx, r), nc * B::UPE);
   }
   const VS m = conj_mask<T>();
-  for (int r = 0; r < nr; ++r) {
+#pragma GCC unroll 16
+  for (int r = 0; r < (Full ? int(B::Edge) : nr); ++r) {
     if constexpr (std::is_same_v<typename B::V, VS>) out[r] = v[r];
     else std::memcpy(&out[r], &v[r], sizeof(VS));
     if constexpr (Cj) out[r] = simd::bit_xor(out[r], m);
+  }
+}
+
+// One block of c from the blocks of op(a) and op(b).
+template <class T, bool TA, bool CA, bool TB, bool CB, bool Full>
+[[gnu::always_inline]] inline void sum_block(size_t i, size_t j, int nr, int nc, const T* a, size_t lda, const T* b,
+                                             size_t ldb, T* c, size_t ldc, const vsum<T>& f) {
+  using S = typename elem<T>::S;
+  using V = vec<S>;
+  constexpr size_t E = elem<T>::Edge;
+  constexpr int L = elem<T>::Lanes;
+  V va[E], vb[E];
+  if constexpr (!Full)
+    for (size_t r = 0; r < E; ++r) va[r] = vb[r] = V::zero();
+  load_op_block<T, TA, CA, Full>(a, lda, i, j, nr, nc, va);
+  load_op_block<T, TB, CB, Full>(b, ldb, i, j, nr, nc, vb);
+#pragma GCC unroll 16
+  for (int r = 0; r < (Full ? int(E) : nr); ++r) {
+    S* z = reinterpret_cast<S*>(c + (i + r) * ldc + j);
+    const V v = f(va[r], vb[r]);
+    if constexpr (Full) v.storeu(z);
+    else v.store_mask(z, nc * L);
   }
 }
 
@@ -106,32 +130,26 @@ template <class T, bool Tr, bool Cj>
 template <class T, bool TA, bool CA, bool TB, bool CB>
 void sum_blocks(size_t rows, size_t cols, T alpha, const T* a, size_t lda, T beta, const T* b, size_t ldb, T* c,
                 size_t ldc) {
-  using S = typename elem<T>::S;
-  using V = vec<S>;
   constexpr size_t E = elem<T>::Edge;
-  constexpr int L = elem<T>::Lanes;
   const vsum<T> f(alpha, beta);
-  V va[E], vb[E];
+  // Operands within the first-level cache need no lines asked for ahead.
+  const bool ahead = rows * cols * sizeof(T) > 8192;
   for (size_t i = 0; i < rows; i += E) {
     const int nr = int(rows - i < E ? rows - i : E);
     for (size_t j = 0; j < cols; j += E) {
       const int nc = int(cols - j < E ? cols - j : E);
       // A transposed operand is read down its columns, which the hardware
-      // does not foresee: ask for the next block's lines now.
-      if (j + E < cols) {
+      // does not foresee: ask now for the lines of the block four ahead,
+      // far enough for them to come from memory in time.
+      constexpr size_t D = 4 * E;
+      if (ahead && j + D < cols) {
         if constexpr (TA)
-          for (size_t r = 0; r < E; ++r) simd::prefetch(a + (j + E + r) * lda + i);
+          for (size_t r = 0; r < E; ++r) simd::prefetch(a + (j + D + r) * lda + i);
         if constexpr (TB)
-          for (size_t r = 0; r < E; ++r) simd::prefetch(b + (j + E + r) * ldb + i);
+          for (size_t r = 0; r < E; ++r) simd::prefetch(b + (j + D + r) * ldb + i);
       }
-      load_op_block<T, TA, CA>(a, lda, i, j, nr, nc, va);
-      load_op_block<T, TB, CB>(b, ldb, i, j, nr, nc, vb);
-      for (int r = 0; r < nr; ++r) {
-        S* z = reinterpret_cast<S*>(c + (i + r) * ldc + j);
-        const V v = f(va[r], vb[r]);
-        if (nc == int(E)) v.storeu(z);
-        else v.store_mask(z, nc * L);
-      }
+      if (nr == int(E) && nc == int(E)) sum_block<T, TA, CA, TB, CB, true>(i, j, nr, nc, a, lda, b, ldb, c, ldc, f);
+      else sum_block<T, TA, CA, TB, CB, false>(i, j, nr, nc, a, lda, b, ldb, c, ldc, f);
     }
   }
 }
