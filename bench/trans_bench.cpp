@@ -10,7 +10,7 @@
 // of the libraries and keeps the best batch of each. Before timing, the
 // results of orb and the peer are compared; a mismatch is marked WRONG.
 //
-//   trans_bench [--quick] [--full] [--threads 1,2] [--csv FILE] [--openblas PATH]
+//   trans_bench [--quick] [--full] [--threads 1,2] [--csv FILE] [--openblas PATH] [--sizes N,...] [--only NAME]
 #include <dlfcn.h>
 
 #include <chrono>
@@ -94,6 +94,8 @@ struct options {
   bool full = false;
   std::vector<int> threads = {1, 2};
   std::string csv, openblas = ORB_BENCH_OPENBLAS;
+  std::vector<size_t> squares;  // --sizes: only these squares
+  std::string only;             // --only: routines whose name contains this
 };
 
 struct point {
@@ -116,13 +118,16 @@ void run(const options& opt) {
   std::vector<size_t> sizes = {16, 64, 256, 1024, 2048, 4096};
   if (opt.full) sizes.push_back(8192);
   if (opt.min_time < 0.1) sizes = {64, 1024};
+  if (!opt.squares.empty()) sizes = opt.squares;
   struct shape {
     size_t r, c, ld;
   };
   std::vector<shape> shapes;
   for (size_t n : sizes) shapes.push_back({n, n, n});
-  shapes.push_back({1000, 3001, 3001});
-  shapes.push_back({1000, 1000, 1024});
+  if (opt.squares.empty()) {
+    shapes.push_back({1000, 3001, 3001});
+    shapes.push_back({1000, 1000, 1024});
+  }
   for (int threads : opt.threads) {
     orb_set_num_threads(threads);
     if (ob.set_threads) ob.set_threads(threads);
@@ -214,6 +219,7 @@ void run(const options& opt) {
         // Short list for s and c, and the memory-heavy plain loops only up to 4096.
         const bool sc = p.routine[0] == 's' || p.routine[0] == 'c';
         if (sc && s.r != s.c) continue;
+        if (!opt.only.empty() && std::strstr(p.routine, opt.only.c_str()) == nullptr) continue;
         // memcpy moves the bytes of the result (a sum reads two matrices).
         const bool sum = std::strstr(p.routine, "omatadd") != nullptr;
         const size_t bytes = size_t(p.bytes / (sum ? 3 : 2));
@@ -253,6 +259,16 @@ int main(int argc, char** argv) {
     else if (arg == "--full") opt.full = true;
     else if (arg == "--csv") opt.csv = next();
     else if (arg == "--openblas") opt.openblas = next();
+    else if (arg == "--only") opt.only = next();
+    else if (arg == "--sizes") {
+      const std::string list = next();
+      for (size_t p = 0; p < list.size();) {
+        size_t q = list.find(',', p);
+        if (q == std::string::npos) q = list.size();
+        opt.squares.push_back(std::strtoul(list.substr(p, q - p).c_str(), nullptr, 10));
+        p = q + 1;
+      }
+    }
     else if (arg == "--threads") {
       opt.threads.clear();
       const std::string list = next();
@@ -263,7 +279,7 @@ int main(int argc, char** argv) {
         ++p;
       }
     } else {
-      std::fprintf(stderr, "usage: trans_bench [--quick] [--full] [--threads 1,2] [--csv FILE] [--openblas PATH]\n");
+      std::fprintf(stderr, "usage: trans_bench [--quick] [--full] [--threads 1,2] [--csv FILE] [--openblas PATH] [--sizes N,...] [--only NAME]\n");
       return 2;
     }
   }

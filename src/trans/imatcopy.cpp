@@ -11,39 +11,71 @@
 namespace orb::trans {
 namespace {
 
-// ---- Square transposition with alpha 1: blocks (I, J) and (J, I) of
-// Edge x Edge trade places through registers, diagonal blocks turn in
-// place. Pairs are numbered row by row of the upper triangle; [first,
-// first + count) of them are done.
+// ---- Square transposition with alpha 1. Two blocks of Edge x Edge
+// elements (the edge by type: 16 floats, 8 doubles or complex floats, 4
+// complex doubles) trade places through registers: p (ni x nj) becomes the
+// transpose of q (nj x ni) and q that of p. Both are in registers before
+// either is stored, so p == q (a diagonal block) turns in place.
 template <class T, bool Conj>
-void sqtrans_pairs(size_t n, T* ab, size_t lda, size_t first, size_t count) {
-  constexpr size_t E = elem<T>::Edge;
-  const size_t nb = (n + E - 1) / E;
-  size_t k = 0;
+[[gnu::always_inline]] inline void swap_blocks(T* p, T* q, size_t lda, int ni, int nj) {
   using B = block<T>;
   typename B::V x[B::Slots], y[B::Slots];
-  for (size_t bi = 0; bi < nb && count > 0; ++bi) {
-    const size_t row_pairs = nb - bi;
+  if (ni == B::Edge && nj == B::Edge) {
+    B::template load_full<Conj>(p, lda, x);
+    if (p != q) B::template load_full<Conj>(q, lda, y);
+    B::store_full(x, q, lda);
+    if (p != q) B::store_full(y, p, lda);
+  } else if (ni < 8 || nj < 8) {
+    // A thin remainder: element pairs, no masks to build.
+    for (int i = 0; i < ni; ++i)
+      for (int j = (p == q ? i : 0); j < nj; ++j) {
+        T* u = p + ptrdiff_t(i) * ptrdiff_t(lda) + j;
+        T* v = q + ptrdiff_t(j) * ptrdiff_t(lda) + i;
+        const T x0 = *u, y0 = *v;
+        *u = Conj ? conj(y0) : y0;
+        *v = Conj ? conj(x0) : x0;
+      }
+  } else {
+    B::template load_part<Conj>(p, lda, ni, nj, x);
+    if (p != q) B::template load_part<Conj>(q, lda, nj, ni, y);
+    B::store_part(x, q, lda, ni, nj);
+    if (p != q) B::store_part(y, p, lda, nj, ni);
+  }
+}
+
+// The square is cut into super tiles of 64 x 64 elements; super tile (I, J)
+// and its mirror (J, I) are one piece of work, numbered row by row of the
+// upper triangle. Pieces [first, first + count) are done, each block by
+// block. A piece's two tiles are 64 lines each: their pages stay in the
+// TLB and their lines in the second-level cache while it is worked on,
+// where whole rows of blocks would run down the full height of the matrix.
+constexpr size_t kSuper = 64;
+
+inline size_t super_count(size_t n) {
+  const size_t nb = (n + kSuper - 1) / kSuper;
+  return nb * (nb + 1) / 2;
+}
+
+template <class T, bool Conj>
+void super_pairs(size_t n, T* ab, size_t lda, size_t first, size_t count) {
+  constexpr size_t E = elem<T>::Edge;
+  const size_t nb = (n + kSuper - 1) / kSuper;
+  size_t k = 0;
+  for (size_t si = 0; si < nb && count > 0; ++si) {
+    const size_t row_pairs = nb - si;
     if (k + row_pairs <= first) {
       k += row_pairs;
       continue;
     }
-    for (size_t bj = bi + (first > k ? first - k : 0); bj < nb && count > 0; ++bj, --count) {
-      const int ni = int(n - bi * E < E ? n - bi * E : E), nj = int(n - bj * E < E ? n - bj * E : E);
-      T* p = ab + bi * E * lda + bj * E;  // block (I, J): ni x nj
-      T* q = ab + bj * E * lda + bi * E;  // block (J, I): nj x ni
-      // Both blocks are in registers before either is stored, so the
-      // diagonal block (p == q) turns in place.
-      if (ni == int(E) && nj == int(E)) {
-        B::template load_full<Conj>(p, lda, x);
-        if (p != q) B::template load_full<Conj>(q, lda, y);
-        B::store_full(x, q, lda);
-        if (p != q) B::store_full(y, p, lda);
-      } else {
-        B::template load_part<Conj>(p, lda, ni, nj, x);
-        if (p != q) B::template load_part<Conj>(q, lda, nj, ni, y);
-        B::store_part(x, q, lda, ni, nj);
-        if (p != q) B::store_part(y, p, lda, nj, ni);
+    for (size_t sj = si + (first > k ? first - k : 0); sj < nb && count > 0; ++sj, --count) {
+      const size_t i1 = (si + 1) * kSuper < n ? (si + 1) * kSuper : n;
+      const size_t j1 = (sj + 1) * kSuper < n ? (sj + 1) * kSuper : n;
+      for (size_t i = si * kSuper; i < i1; i += E) {
+        const int ni = int(i1 - i < E ? i1 - i : E);
+        for (size_t j = (si == sj ? i : sj * kSuper); j < j1; j += E) {
+          const int nj = int(j1 - j < E ? j1 - j : E);
+          swap_blocks<T, Conj>(ab + i * lda + j, ab + j * lda + i, lda, ni, nj);
+        }
       }
     }
     k += row_pairs;
@@ -51,16 +83,57 @@ void sqtrans_pairs(size_t n, T* ab, size_t lda, size_t first, size_t count) {
   }
 }
 
-template <class T>
-inline size_t pair_count(size_t n) {
-  constexpr size_t E = elem<T>::Edge;
-  const size_t nb = (n + E - 1) / E;
-  return nb * (nb + 1) / 2;
+// The whole square by blocks, any n (partial blocks at the edges).
+template <class T, bool Conj>
+void sqtrans_fit(T* ab, size_t n, size_t lda) {
+  super_pairs<T, Conj>(n, ab, lda, 0, super_count(n));
 }
 
+// Element pairs across the diagonal for rows and columns [from, n), two a
+// step along a row where the two ranges do not overlap.
 template <class T, bool Conj>
-void sqtrans(size_t n, T* ab, size_t lda) {
-  sqtrans_pairs<T, Conj>(n, ab, lda, 0, pair_count<T>(n));
+void swap_rest(T* ab, size_t n, size_t lda, size_t from) {
+  auto op = [](const T& v) { return Conj ? conj(v) : v; };
+  for (size_t i = 0; i < n; ++i) {
+    const size_t j0 = i < from ? from : i;
+    T* r = ab + i * lda;
+    if (j0 == i) r[i] = op(r[i]);
+    size_t j = j0 == i ? i + 1 : j0;
+    for (; j + 2 <= n; j += 2) {
+      const T x0 = r[j], x1 = r[j + 1], y0 = ab[j * lda + i], y1 = ab[(j + 1) * lda + i];
+      r[j] = op(y0), r[j + 1] = op(y1);
+      ab[j * lda + i] = op(x0), ab[(j + 1) * lda + i] = op(x1);
+    }
+    if (j < n) {
+      const T x0 = r[j], y0 = ab[j * lda + i];
+      r[j] = op(y0), ab[j * lda + i] = op(x0);
+    }
+  }
+}
+
+// Alpha 1, serial: whole blocks by sqtrans_fit, and where neither n nor lda
+// is a multiple of the edge the last n % Edge rows and columns by element
+// pairs. Answers 0: done.
+template <class T, bool Conj>
+int sqtrans(T* ab, size_t n, size_t lda) {
+  constexpr size_t E = elem<T>::Edge;
+  if (lda % E == 0 || n % E == 0) {
+    sqtrans_fit<T, Conj>(ab, n, lda);
+    return 0;
+  }
+  const size_t m = n & ~(E - 1);
+  sqtrans_fit<T, Conj>(ab, m, lda);
+  swap_rest<T, Conj>(ab, n, lda, m);
+  return 0;
+}
+
+// One thread's share of the team: an even slice of the super tile pieces.
+template <class T, bool Conj>
+void sqtrans_team(int thread, int nthreads, size_t n, T* ab, size_t lda) {
+  const int total = int(super_count(n));
+  int count = 0;
+  const int first = orb_serv_divbythreads(&thread, &nthreads, &total, &count);
+  super_pairs<T, Conj>(n, ab, lda, size_t(first), size_t(count));
 }
 
 // Square, any alpha: pairs swapped and scaled element by element, the
@@ -179,21 +252,32 @@ void mipt_n(size_t rows, size_t cols, T alpha, T* ab, size_t lda, size_t ldb) {
   }
 }
 
+// The core's team for the square: par runs team on it, or answers 0.
+template <class T>
+struct team_hooks {
+  int (*par)(size_t, T*, size_t, void (*)(int, int, size_t, T*, size_t));
+  void (*team_t)(int, int, size_t, T*, size_t);  // transposing
+  void (*team_c)(int, int, size_t, T*, size_t);  // conjugating too
+};
+
+// Square with equal leading dimensions: alpha 1 by blocks, on the team
+// above 256 rows; any other alpha by scaled element pairs.
 template <class T, bool Conj>
-void square_t(size_t n, T alpha, T* ab, size_t lda,
-              int (*par)(size_t, T*, size_t, void (*)(int, int, size_t, T*, size_t)),
-              void (*team)(int, int, size_t, T*, size_t)) {
+void square_t(size_t n, T alpha, T* ab, size_t lda, const team_hooks<T>& h) {
   if (!is_one(alpha)) return square_scaled<T, Conj>(n, alpha, ab, lda);
-  if constexpr (!Conj) {
-    if (n > 256 && par(n, ab, lda, team)) return;
-  }
-  sqtrans<T, Conj>(n, ab, lda);
+  if (n > 256 && h.par(n, ab, lda, Conj ? h.team_c : h.team_t)) return;
+  sqtrans<T, Conj>(ab, n, lda);
+}
+
+// Square, not transposed: every element scaled (conjugated) where it is.
+template <class T, bool Conj>
+void square_n(size_t n, T alpha, T* ab, size_t lda) {
+  mipt_n<T, Conj>(n, n, alpha, ab, lda, lda);
 }
 
 template <class T>
 void imatcopy_entry(char ordering, char trans, size_t rows, size_t cols, T alpha, T* ab, size_t lda, size_t ldb,
-                    int (*par)(size_t, T*, size_t, void (*)(int, int, size_t, T*, size_t)),
-                    void (*team)(int, int, size_t, T*, size_t)) {
+                    const team_hooks<T>& h) {
   if (rows == 0 || cols == 0) return;
   const char o = fold(ordering), t = fold(trans);
   if (o != 'R' && o != 'C') return;
@@ -203,20 +287,26 @@ void imatcopy_entry(char ordering, char trans, size_t rows, size_t cols, T alpha
     rows = cols;
     cols = r;
   }
+  const bool conj = cx && (t == 'C' || t == 'R');
   if (t == 'T' || t == 'C') {
-    const bool conj = cx && t == 'C';
     if (rows == cols && lda == ldb) {
-      if (conj) square_t<T, cx>(rows, alpha, ab, lda, par, team);
-      else square_t<T, false>(rows, alpha, ab, lda, par, team);
+      if (conj) square_t<T, cx>(rows, alpha, ab, lda, h);
+      else square_t<T, false>(rows, alpha, ab, lda, h);
     } else if (conj) {
       mipt_t<T, cx>(rows, cols, alpha, ab, lda, ldb);
     } else {
       mipt_t<T, false>(rows, cols, alpha, ab, lda, ldb);
     }
-  } else if (t == 'N') {
-    mipt_n<T, false>(rows, cols, alpha, ab, lda, ldb);
-  } else if (t == 'R') {
-    mipt_n<T, cx>(rows, cols, alpha, ab, lda, ldb);
+  } else if (t == 'N' || t == 'R') {
+    const bool square = rows == cols && cols == lda && lda == ldb;
+    if (conj) {
+      if (square) square_n<T, cx>(rows, alpha, ab, lda);
+      else mipt_n<T, cx>(rows, cols, alpha, ab, lda, ldb);
+    } else if (square) {
+      square_n<T, false>(rows, alpha, ab, lda);
+    } else {
+      mipt_n<T, false>(rows, cols, alpha, ab, lda, ldb);
+    }
   }
 }
 
@@ -362,16 +452,50 @@ template void imatadd<orb_complex16>(char, char, char, size_t, size_t, orb_compl
 }  // namespace orb::trans
 
 #define ORB_TRANS_IN_PLACE(x, T)                                                                               \
+  ORB_API void ORB_TRANS(x##soi_init)(void) {}                                                                 \
+  ORB_API void ORB_TRANS(x##swap_2blocks_16x16)(T* p, T* q, size_t lda) {                                      \
+    constexpr int E = orb::trans::elem<T>::Edge;                                                               \
+    orb::trans::swap_blocks<T, false>(p, q, lda, E, E);                                                        \
+  }                                                                                                            \
+  ORB_API void ORB_TRANS(x##imatcopy_square_t_64x64n)(size_t n, T* ab, size_t lda, size_t first,              \
+                                                      size_t count) {                                          \
+    orb::trans::super_pairs<T, false>(n, ab, lda, first, count);                                               \
+  }                                                                                                            \
+  ORB_API void ORB_TRANS(x##sqtrans_fit_64)(T* ab, size_t n, size_t lda) {                                     \
+    orb::trans::sqtrans_fit<T, false>(ab, n, lda);                                                             \
+  }                                                                                                            \
+  ORB_API int ORB_TRANS(x##sqtrans)(T* ab, size_t n, size_t lda) {                                             \
+    return orb::trans::sqtrans<T, false>(ab, n, lda);                                                          \
+  }                                                                                                            \
+  ORB_API void ORB_TRANS(x##sqtrans_team)(int thread, int nthreads, size_t n, T* ab, size_t lda) {             \
+    orb::trans::sqtrans_team<T, false>(thread, nthreads, n, ab, lda);                                          \
+  }                                                                                                            \
   ORB_API void ORB_TRANS(x##imatcopy_square_t_team)(int thread, int nthreads, size_t n, T* ab, size_t lda) {    \
-    const int total = int(orb::trans::pair_count<T>(n));                                                       \
-    int count = 0;                                                                                             \
-    const int first = orb_serv_divbythreads(&thread, &nthreads, &total, &count);                               \
-    orb::trans::sqtrans_pairs<T, false>(n, ab, lda, size_t(first), size_t(count));                             \
+    ORB_TRANS(x##soi_init)();                                                                                  \
+    ORB_TRANS(x##sqtrans_team)(thread, nthreads, n, ab, lda);                                                  \
+  }                                                                                                            \
+  ORB_API void ORB_TRANS(x##imatcopy_square_t)(size_t n, T alpha, T* ab, size_t lda) {                         \
+    orb::trans::square_t<T, false>(n, alpha, ab, lda, orb::trans::hooks_##x());                                \
+  }                                                                                                            \
+  ORB_API void ORB_TRANS(x##imatcopy_square_n)(size_t n, T alpha, T* ab, size_t lda) {                         \
+    orb::trans::square_n<T, false>(n, alpha, ab, lda);                                                         \
+  }                                                                                                            \
+  ORB_API void ORB_TRANS(x##imatcopy_mipt_t)(size_t rows, size_t cols, T alpha, T* ab, size_t lda, size_t ldb) { \
+    if (rows == 0 || cols == 0) return;                                                                        \
+    orb::trans::mipt_t<T, false>(rows, cols, alpha, ab, lda, ldb);                                             \
+  }                                                                                                            \
+  ORB_API void ORB_TRANS(x##imatcopy_mipt_n)(size_t rows, size_t cols, T alpha, T* ab, size_t lda, size_t ldb) { \
+    orb::trans::mipt_n<T, false>(rows, cols, alpha, ab, lda, ldb);                                             \
+  }                                                                                                            \
+  ORB_API void ORB_TRANS(x##imatadd)(char ordering, char transa, char transb, size_t rows, size_t cols,         \
+                                    T alpha, const T* a, size_t lda, T beta, const T* b, size_t ldb, T* c,     \
+                                    size_t ldc) {                                                              \
+    if (rows == 0 || cols == 0) return;                                                                        \
+    orb::trans::imatadd<T>(ordering, transa, transb, rows, cols, alpha, a, lda, beta, b, ldb, c, ldc);         \
   }                                                                                                            \
   ORB_API void ORB_TRANS(x##imatcopy)(char ordering, char trans, size_t rows, size_t cols, T alpha, T* ab,      \
                                      size_t lda, size_t ldb) {                                                 \
-    orb::trans::imatcopy_entry<T>(ordering, trans, rows, cols, alpha, ab, lda, ldb,                            \
-                                  &orb_trans_orb_##x##imatcopy_square_t_par, &ORB_TRANS(x##imatcopy_square_t_team)); \
+    orb::trans::imatcopy_entry<T>(ordering, trans, rows, cols, alpha, ab, lda, ldb, orb::trans::hooks_##x());  \
   }                                                                                                            \
   ORB_API void ORB_TRANS(x##imatcopy_batch)(char ordering, const char* trans_array, const size_t* rows_array,   \
                                            const size_t* cols_array, const T* alpha_array, T* const* ab_array, \
@@ -390,7 +514,49 @@ template void imatadd<orb_complex16>(char, char, char, size_t, size_t, orb_compl
       ORB_TRANS(x##imatcopy)(ordering, trans, rows, cols, alpha, ab + i * stride, lda, ldb);                   \
   }
 
+// The conjugating team of the complex squares.
+#define ORB_TRANS_SQUARE_C(x, T)                                                                               \
+  ORB_API void ORB_TRANS(x##imatcopy_square_c_team)(int thread, int nthreads, size_t n, T* ab, size_t lda) {    \
+    ORB_TRANS(x##soi_init)();                                                                                  \
+    orb::trans::sqtrans_team<T, true>(thread, nthreads, n, ab, lda);                                           \
+  }                                                                                                            \
+  ORB_API void ORB_TRANS(x##imatcopy_square_c)(size_t n, T alpha, T* ab, size_t lda) {                         \
+    orb::trans::square_t<T, true>(n, alpha, ab, lda, orb::trans::hooks_##x());                                 \
+  }                                                                                                            \
+  ORB_API void ORB_TRANS(x##imatcopy_mipt_c)(size_t rows, size_t cols, T alpha, T* ab, size_t lda, size_t ldb) { \
+    if (rows == 0 || cols == 0) return;                                                                        \
+    orb::trans::mipt_t<T, true>(rows, cols, alpha, ab, lda, ldb);                                              \
+  }
+
+namespace orb::trans {
+namespace {
+template <class T>
+team_hooks<T> hooks(int (*par)(size_t, T*, size_t, void (*)(int, int, size_t, T*, size_t)),
+                    void (*t)(int, int, size_t, T*, size_t), void (*c)(int, int, size_t, T*, size_t)) {
+  return {par, t, c};
+}
+inline team_hooks<float> hooks_s() {
+  return hooks<float>(&orb_trans_orb_simatcopy_square_t_par, &ORB_TRANS(simatcopy_square_t_team),
+                      &ORB_TRANS(simatcopy_square_t_team));
+}
+inline team_hooks<double> hooks_d() {
+  return hooks<double>(&orb_trans_orb_dimatcopy_square_t_par, &ORB_TRANS(dimatcopy_square_t_team),
+                       &ORB_TRANS(dimatcopy_square_t_team));
+}
+inline team_hooks<orb_complex8> hooks_c() {
+  return hooks<orb_complex8>(&orb_trans_orb_cimatcopy_square_t_par, &ORB_TRANS(cimatcopy_square_t_team),
+                             &ORB_TRANS(cimatcopy_square_c_team));
+}
+inline team_hooks<orb_complex16> hooks_z() {
+  return hooks<orb_complex16>(&orb_trans_orb_zimatcopy_square_t_par, &ORB_TRANS(zimatcopy_square_t_team),
+                              &ORB_TRANS(zimatcopy_square_c_team));
+}
+}  // namespace
+}  // namespace orb::trans
+
 ORB_TRANS_IN_PLACE(s, float)
 ORB_TRANS_IN_PLACE(d, double)
 ORB_TRANS_IN_PLACE(c, orb_complex8)
 ORB_TRANS_IN_PLACE(z, orb_complex16)
+ORB_TRANS_SQUARE_C(c, orb_complex8)
+ORB_TRANS_SQUARE_C(z, orb_complex16)

@@ -76,29 +76,53 @@ void sum_run(size_t n, const T* a, const T* b, T* c, const T& alpha, const T& be
 
 // Loads the block of op(x) at rows [i, i+nr), columns [j, j+nc) as Edge
 // vectors of lanes (rows past nr zero). x is row-major; transposed, op(x)
-// row i is column i of x.
-template <class T, bool Tr, bool Cj>
+// row i is column i of x. Full: nr and nc are Edge, and every loop has a
+// fixed count, so the block stays in registers.
+template <class T, bool Tr, bool Cj, bool Full>
 [[gnu::always_inline]] inline void load_op_block(const T* x, size_t ldx, size_t i, size_t j, int nr, int nc,
-                          vec<typename elem<T>::S>* out) {
+                                                 vec<typename elem<T>::S>* out) {
   using B = block<T>;
   using VS = vec<typename elem<T>::S>;
   typename B::V v[B::Slots];
-  const bool full = nr == B::Edge && nc == B::Edge;
+  if constexpr (Full) nr = B::Edge, nc = B::Edge;
   if constexpr (Tr) {
     // Rows [j, j+nc) of x, columns [i, i+nr), transposed in registers.
-    if (full) B::template load_full<false>(x + j * ldx + i, ldx, v);
+    if constexpr (Full) B::template load_full<false>(x + j * ldx + i, ldx, v);
     else B::template load_part<false>(x + j * ldx + i, ldx, nc, nr, v);
-  } else if (full) {
+  } else if constexpr (Full) {
 #pragma GCC unroll 16
     for (int r = 0; r < B::Edge; ++r) v[r] = B::V::loadu(B::row(x + i * ldx + j, ldx, r));
   } else {
     for (int r = 0; r < nr; ++r) v[r] = B::V::load_mask(B::row(x + i * ldx + j, ldx, r), nc * B::UPE);
   }
   const VS m = conj_mask<T>();
-  for (int r = 0; r < nr; ++r) {
+#pragma GCC unroll 16
+  for (int r = 0; r < (Full ? int(B::Edge) : nr); ++r) {
     if constexpr (std::is_same_v<typename B::V, VS>) out[r] = v[r];
     else std::memcpy(&out[r], &v[r], sizeof(VS));
     if constexpr (Cj) out[r] = simd::bit_xor(out[r], m);
+  }
+}
+
+// One block of c from the blocks of op(a) and op(b).
+template <class T, bool TA, bool CA, bool TB, bool CB, bool Full>
+[[gnu::always_inline]] inline void sum_block(size_t i, size_t j, int nr, int nc, const T* a, size_t lda, const T* b,
+                                             size_t ldb, T* c, size_t ldc, const vsum<T>& f) {
+  using S = typename elem<T>::S;
+  using V = vec<S>;
+  constexpr size_t E = elem<T>::Edge;
+  constexpr int L = elem<T>::Lanes;
+  V va[E], vb[E];
+  if constexpr (!Full)
+    for (size_t r = 0; r < E; ++r) va[r] = vb[r] = V::zero();
+  load_op_block<T, TA, CA, Full>(a, lda, i, j, nr, nc, va);
+  load_op_block<T, TB, CB, Full>(b, ldb, i, j, nr, nc, vb);
+#pragma GCC unroll 16
+  for (int r = 0; r < (Full ? int(E) : nr); ++r) {
+    S* z = reinterpret_cast<S*>(c + (i + r) * ldc + j);
+    const V v = f(va[r], vb[r]);
+    if constexpr (Full) v.storeu(z);
+    else v.store_mask(z, nc * L);
   }
 }
 
@@ -106,31 +130,71 @@ template <class T, bool Tr, bool Cj>
 template <class T, bool TA, bool CA, bool TB, bool CB>
 void sum_blocks(size_t rows, size_t cols, T alpha, const T* a, size_t lda, T beta, const T* b, size_t ldb, T* c,
                 size_t ldc) {
-  using S = typename elem<T>::S;
-  using V = vec<S>;
   constexpr size_t E = elem<T>::Edge;
-  constexpr int L = elem<T>::Lanes;
   const vsum<T> f(alpha, beta);
-  V va[E], vb[E];
+  // Operands within the first-level cache need no lines asked for ahead.
+  const bool ahead = rows * cols * sizeof(T) > 8192;
   for (size_t i = 0; i < rows; i += E) {
     const int nr = int(rows - i < E ? rows - i : E);
     for (size_t j = 0; j < cols; j += E) {
       const int nc = int(cols - j < E ? cols - j : E);
       // A transposed operand is read down its columns, which the hardware
-      // does not foresee: ask for the next block's lines now.
-      if (j + E < cols) {
+      // does not foresee: ask now for the lines of the block four ahead,
+      // far enough for them to come from memory in time.
+      constexpr size_t D = 4 * E;
+      if (ahead && j + D < cols) {
         if constexpr (TA)
-          for (size_t r = 0; r < E; ++r) simd::prefetch(a + (j + E + r) * lda + i);
+          for (size_t r = 0; r < E; ++r) simd::prefetch(a + (j + D + r) * lda + i);
         if constexpr (TB)
-          for (size_t r = 0; r < E; ++r) simd::prefetch(b + (j + E + r) * ldb + i);
+          for (size_t r = 0; r < E; ++r) simd::prefetch(b + (j + D + r) * ldb + i);
       }
-      load_op_block<T, TA, CA>(a, lda, i, j, nr, nc, va);
-      load_op_block<T, TB, CB>(b, ldb, i, j, nr, nc, vb);
-      for (int r = 0; r < nr; ++r) {
-        S* z = reinterpret_cast<S*>(c + (i + r) * ldc + j);
-        const V v = f(va[r], vb[r]);
-        if (nc == int(E)) v.storeu(z);
-        else v.store_mask(z, nc * L);
+      if (nr == int(E) && nc == int(E)) sum_block<T, TA, CA, TB, CB, true>(i, j, nr, nc, a, lda, b, ldb, c, ldc, f);
+      else sum_block<T, TA, CA, TB, CB, false>(i, j, nr, nc, a, lda, b, ldb, c, ldc, f);
+    }
+  }
+}
+
+// Both operands transposed, from 800 rows: c is walked in panels of 16
+// columns, and each row of a panel takes its 16 elements of a and of b by
+// gathers down 16 source rows (two gathers of 8 for doubles and complex
+// floats, which move as one 64-bit unit). The 16 source lines are read
+// front to back as the panel goes down, streams the hardware prefetcher
+// follows. Complex doubles (two units an element) and leading dimensions
+// too long for the gather's 32-bit offsets stay with the blocks.
+template <class T>
+constexpr bool gathers_elements = sizeof(T) <= 8;
+
+template <class T, bool CA, bool CB>
+void sum_gather_tt(size_t rows, size_t cols, T alpha, const T* a, size_t lda, T beta, const T* b, size_t ldb, T* c,
+                   size_t ldc) {
+  using S = typename elem<T>::S;
+  using U = typename elem<T>::U;
+  using VS = vec<S>;
+  using VU = vec<U>;
+  constexpr int L = elem<T>::Lanes;
+  constexpr size_t P = 16, per = size_t(VU::N);
+  const vsum<T> f(alpha, beta);
+  const VS m = conj_mask<T>();
+  for (size_t j0 = 0; j0 < cols; j0 += P) {
+    const size_t nc = cols - j0 < P ? cols - j0 : P;
+    for (size_t i = 0; i < rows; ++i) {
+      S* z = reinterpret_cast<S*>(c + i * ldc + j0);
+      for (size_t k = 0; k < nc; k += per) {
+        const int live = int(nc - k < per ? nc - k : per);
+        const VU ga = VU::gather(reinterpret_cast<const U*>(a + (j0 + k) * lda + i), ptrdiff_t(lda), live);
+        const VU gb = VU::gather(reinterpret_cast<const U*>(b + (j0 + k) * ldb + i), ptrdiff_t(ldb), live);
+        VS u, v;
+        if constexpr (std::is_same_v<VU, VS>) {
+          u = ga, v = gb;
+        } else {
+          std::memcpy(&u, &ga, sizeof(VS));
+          std::memcpy(&v, &gb, sizeof(VS));
+        }
+        if constexpr (CA) u = simd::bit_xor(u, m);
+        if constexpr (CB) v = simd::bit_xor(v, m);
+        const VS r = f(u, v);
+        if (live == int(per)) r.storeu(z + k * L);
+        else r.store_mask(z + k * L, live * L);
       }
     }
   }
@@ -152,6 +216,11 @@ void sum_kernel(size_t rows, size_t cols, T alpha, const T* a, size_t lda, T bet
     }
     for (size_t i = 0; i < rows; ++i) sum_run<T, CA, CB>(cols, a + i * lda, b + i * ldb, c + i * ldc, alpha, beta, f, false);
   } else {
+    if constexpr (TA && TB && gathers_elements<T>) {
+      constexpr size_t most = size_t(1) << 26;  // 16 * lda within the gather's offsets
+      if (rows >= 800 && lda < most && ldb < most && !avoid_stream())
+        return sum_gather_tt<T, CA, CB>(rows, cols, alpha, a, lda, beta, b, ldb, c, ldc);
+    }
     sum_blocks<T, TA, CA, TB, CB>(rows, cols, alpha, a, lda, beta, b, ldb, c, ldc);
   }
 }

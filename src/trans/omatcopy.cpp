@@ -119,18 +119,48 @@ plan make_plan(size_t rows, size_t lda, const T* b, size_t ldb) {
   return p;
 }
 
+// Results this large go past the caches: a transposed destination is
+// written a line at a time far from its neighbours, and a regular store
+// would first read each line in (a third more traffic) and push the source
+// out of the second-level cache. Whole lines need a line-aligned b and
+// leading dimension. Smaller results stay in cache for their next use.
+constexpr size_t kStreamBytes = size_t(4) << 20;
+template <class T>
+inline bool streams(const T* b, size_t ldb, size_t bytes) {
+  return bytes >= kStreamBytes && (reinterpret_cast<std::uintptr_t>(b) & 63) == 0 && (ldb * sizeof(T)) % 64 == 0;
+}
+
 // A tile of source rows [0, nr) and columns [0, nc) through register blocks
-// of Edge x Edge, the next block's source lines asked for ahead.
-template <class T, bool Conj>
+// of Edge x Edge, a column of blocks at a time: each destination line gets
+// the tile's elements one after the other (for a tile of 16 complex doubles,
+// four lines in a row), which keeps its writes together for the memory.
+// Each block takes one line of each of its source rows; the line
+// kPrefetchLines blocks ahead is asked for now, so that it arrives from
+// memory (some hundred nanoseconds) about when it is needed: the next line
+// alone would come too late, and the rows, far apart, are separate streams
+// for the hardware to find.
+constexpr size_t kPrefetchLines = 6;
+template <class T, bool Conj, bool Stream = false>
 void blk_t_by_src_rows(size_t nr, size_t nc, const T* a, size_t lda, T* b, size_t ldb) {
   constexpr size_t E = elem<T>::Edge;
-  for (size_t i = 0; i < nr; i += E) {
-    const int br = int(nr - i < E ? nr - i : E);
-    for (size_t j = 0; j < nc; j += E) {
-      const int bc = int(nc - j < E ? nc - j : E);
-      if (j + E < nc)
-        for (int r = 0; r < br; ++r) simd::prefetch(a + (i + r) * lda + j + E);
-      move_block_t<T, Conj>(a + i * lda + j, lda, b + j * ldb + i, ldb, br, bc);
+  constexpr size_t ahead = kPrefetchLines * E;
+  for (size_t j = 0; j < nc; j += E) {
+    const int bc = int(nc - j < E ? nc - j : E);
+    if (j + ahead < nc)
+      for (size_t r = 0; r < nr; ++r) simd::prefetch(a + r * lda + j + ahead);
+    for (size_t i = 0; i < nr; i += E) {
+      const int br = int(nr - i < E ? nr - i : E);
+      if ((br < int(E) || bc < int(E)) && (br < 8 || bc < 8)) {
+        // A partial block with fewer than 8 rows or columns: element by
+        // element, cheaper than building masks for a mostly empty block.
+        const T* x = a + i * lda + j;
+        T* y = b + j * ldb + i;
+        for (int r = 0; r < br; ++r)
+          for (int c = 0; c < bc; ++c) y[size_t(c) * ldb + r] = Conj ? conj(x[size_t(r) * lda + c]) : x[size_t(r) * lda + c];
+      } else {
+        // Whole blocks, and (floats) partial ones of 8 to 15 by masks.
+        move_block_t<T, Conj, Stream>(a + i * lda + j, lda, b + j * ldb + i, ldb, br, bc);
+      }
     }
   }
 }
@@ -139,6 +169,7 @@ template <class T, bool Conj>
 void tile_t(size_t rows, size_t cols, const T* a, size_t lda, T* b, size_t ldb) {
   const plan p = make_plan(rows, lda, b, ldb);
   const size_t t = size_t(p.tile);
+  const bool stream = streams(b, ldb, rows * cols * sizeof(T));
   for (size_t j0 = 0; j0 < cols; j0 += p.panel) {
     const size_t nc = cols - j0 < p.panel ? cols - j0 : p.panel;
     for (size_t i0 = 0; i0 < rows; i0 += t) {
@@ -146,7 +177,8 @@ void tile_t(size_t rows, size_t cols, const T* a, size_t lda, T* b, size_t ldb) 
       const T* at = a + i0 * lda + j0;
       T* bt = b + j0 * ldb + i0;
       if (p.registers) {
-        blk_t_by_src_rows<T, Conj>(nr, nc, at, lda, bt, ldb);
+        if (stream) blk_t_by_src_rows<T, Conj, true>(nr, nc, at, lda, bt, ldb);
+        else blk_t_by_src_rows<T, Conj>(nr, nc, at, lda, bt, ldb);
         continue;
       }
       // Element by element, in the order of the source rows, tile by tile.
@@ -157,6 +189,7 @@ void tile_t(size_t rows, size_t cols, const T* a, size_t lda, T* b, size_t ldb) 
       }
     }
   }
+  if (stream) simd::stream_fence();
 }
 
 // ---- The transposing kernel: b(j, i) = op(a(i, j)).
@@ -181,6 +214,23 @@ void copy_t(size_t rows, size_t cols, T alpha, const T* a, size_t lda, size_t sa
   if (cols == 1) {
     for (size_t i = 0; i < rows; ++i) b[i] = s(a[i * lda]);
     return;
+  }
+  // A matrix that fits the first-level cache has no pages or sets to plan
+  // for: straight through the register blocks.
+  if (rows * cols * sizeof(T) <= 16384) return blk_t_by_src_rows<T, Conj>(rows, cols, a, lda, b, ldb);
+  // A large result whose lines can be whole but whose b is off a line
+  // boundary (memory from malloc is 16-byte aligned): the first few source
+  // rows, up to the line boundary of b, go as a thin strip; the rest then
+  // starts on whole lines and goes past the caches.
+  const size_t off = reinterpret_cast<std::uintptr_t>(b) & 63;
+  if (off != 0 && off % sizeof(T) == 0 && streams(b - off / sizeof(T), ldb, rows * cols * sizeof(T))) {
+    const size_t head = (64 - off) / sizeof(T);
+    if (head < rows) {
+      blk_t_by_src_rows<T, Conj>(head, cols, a, lda, b, ldb);
+      a += head * lda;
+      b += head;
+      rows -= head;
+    }
   }
   tile_t<T, Conj>(rows, cols, a, lda, b, ldb);
 }
@@ -274,6 +324,21 @@ ORB_API void ORB_TRANS(unrollcopy)(void* dst, size_t dst_size, const void* src, 
                                         size_t stridea, T* b, size_t ldb, size_t strideb) {                  \
     orb::trans::copy_t<T, false>(rows, cols, alpha, a, lda, stridea, b, ldb, strideb);                      \
   }                                                                                                          \
+  ORB_API void ORB_TRANS(x##omatcopy2_rec_t)(size_t rows, size_t cols, T alpha, const T* a, size_t lda,      \
+                                            size_t stridea, T* b, size_t ldb, size_t strideb) {              \
+    const orb::trans::scaler<T, false> s(alpha);                                                             \
+    orb::trans::rec_t<T, false>(rows, cols, s, a, lda, stridea, b, ldb, strideb);                           \
+  }                                                                                                          \
+  ORB_API void ORB_TRANS(x##omatcopy2_rec_t_1)(size_t rows, size_t cols, const T* a, size_t lda,             \
+                                              size_t stridea, T* b, size_t ldb, size_t strideb) {            \
+    const orb::trans::scaler<T, false> s(orb::trans::unit<T>());                                             \
+    orb::trans::rec_t<T, false>(rows, cols, s, a, lda, stridea, b, ldb, strideb);                           \
+  }                                                                                                          \
+  ORB_API void ORB_TRANS(x##omatcopy_blk_t_one_transpose_kernel_by_src_rows)(size_t rows, size_t cols,       \
+                                                                            const T* a, size_t lda, T* b,    \
+                                                                            size_t ldb) {                    \
+    orb::trans::blk_t_by_src_rows<T, false>(rows, cols, a, lda, b, ldb);                                     \
+  }                                                                                                          \
   ORB_API void ORB_TRANS(x##omatcopy_batch)(char ordering, const char* trans_array, const size_t* rows_array, \
                                            const size_t* cols_array, const T* alpha_array,                   \
                                            const T* const* a_array, const size_t* lda_array,                 \
@@ -301,6 +366,12 @@ ORB_API void ORB_TRANS(unrollcopy)(void* dst, size_t dst_size, const void* src, 
   ORB_API void ORB_TRANS(x##omatcopy2_c)(size_t rows, size_t cols, T alpha, const T* a, size_t lda, \
                                         size_t stridea, T* b, size_t ldb, size_t strideb) {         \
     orb::trans::copy_t<T, true>(rows, cols, alpha, a, lda, stridea, b, ldb, strideb);              \
+  }                                                                                                 \
+  ORB_API void ORB_TRANS(x##omatcopy2_rec_c)(size_t rows, size_t cols, T alpha, const T* a,         \
+                                            size_t lda, size_t stridea, T* b, size_t ldb,           \
+                                            size_t strideb) {                                       \
+    const orb::trans::scaler<T, true> s(alpha);                                                     \
+    orb::trans::rec_t<T, true>(rows, cols, s, a, lda, stridea, b, ldb, strideb);                   \
   }
 
 ORB_TRANS_COPY(s, float)

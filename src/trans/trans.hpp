@@ -64,6 +64,11 @@ inline bool is_one(const T& a) {
   else return a == 1;
 }
 template <class T>
+inline T unit() {
+  if constexpr (elem<T>::complex) return T{1, 0};
+  else return T(1);
+}
+template <class T>
 inline bool is_zero(const T& a) {
   if constexpr (elem<T>::complex) return a.re == 0 && a.im == 0;
   else return a == 0;
@@ -187,6 +192,12 @@ struct block {
 #pragma GCC unroll 16
     for (int j = 0; j < Edge; ++j) v[j].storeu(row(b, ldb, j));
   }
+  // The same past the caches: every row of the block is one whole line
+  // (b and ldb line-aligned).
+  [[gnu::always_inline]] static void stream_full(const V* v, T* b, size_t ldb) {
+#pragma GCC unroll 16
+    for (int j = 0; j < Edge; ++j) simd::stream(row(b, ldb, j), v[j]);
+  }
   template <bool Conj>
   static void load_part(const T* a, size_t lda, int nr, int nc, V* v) {
     for (int i = 0; i < nr; ++i) v[i] = V::load_mask(row(a, lda, i), nc * UPE);
@@ -202,13 +213,14 @@ struct block {
   }
 };
 
-template <class T, bool Conj>
+template <class T, bool Conj, bool Stream = false>
 [[gnu::always_inline]] inline void move_block_t(const T* a, size_t lda, T* b, size_t ldb, int nr, int nc) {
   using B = block<T>;
   typename B::V v[B::Slots];
   if (nr == B::Edge && nc == B::Edge) {
     B::template load_full<Conj>(a, lda, v);
-    B::store_full(v, b, ldb);
+    if constexpr (Stream) B::stream_full(v, b, ldb);
+    else B::store_full(v, b, ldb);
   } else {
     B::template load_part<Conj>(a, lda, nr, nc, v);
     B::store_part(v, b, ldb, nr, nc);

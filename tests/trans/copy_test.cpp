@@ -53,7 +53,8 @@ struct shape {
   size_t rows, cols;
 };
 const shape kShapes[] = {{1, 1}, {1, 5}, {5, 1}, {3, 4}, {4, 3}, {5, 5}, {7, 9},    {8, 8},   {9, 17},
-                         {13, 12}, {16, 16}, {17, 33}, {33, 17}, {64, 70}, {100, 37}, {1, 40}, {40, 1}};
+                         {13, 12}, {16, 16}, {17, 33}, {33, 17}, {64, 70}, {100, 37}, {1, 40}, {40, 1},
+                         {29, 23}, {12, 45}};
 
 // One copy through the public name, checked against the model.
 template <class T>
@@ -98,6 +99,11 @@ TYPED_TEST(TransCopy, TilePlan) {
     for (size_t above : {0, 1}) check_copy<T>('R', 'T', rows, 100, one, 1024 - 100, 2048 * scale - rows + above, 1, 1);
   for (size_t off : {0, 4, 8})
     for (size_t ld : {64, 256, 512}) check_copy<T>('R', 'C', 37, 45, one, ld - 45, ld - 37, 1, 1, off);
+  // A result of 4 MiB or more goes past the caches when its lines are
+  // whole; an odd leading dimension keeps the regular stores.
+  const size_t wide = (size_t(4) << 20) / (520 * sizeof(T)) + 3;
+  check_copy<T>('R', 'T', 520, wide, one, 8, 8 - 520 % 8, 1, 1);
+  check_copy<T>('C', 'C', wide, 520, one, 0, 1, 1, 1);
   check_copy<T>('R', 'T', 20, 600, one, 0, 0, 1, 1);
   check_copy<T>('R', 'T', 20, 700, one, 100, 0, 1, 1);
 }
@@ -311,6 +317,23 @@ TEST(TransChecks, QuickReturnsAndBadArguments) {
   orb_zomatcopy('r', 'c', 1, 1, orb_complex16{1, 0}, nullptr, 0, nullptr, 1);
   EXPECT_EQ(g_info, 7);
   EXPECT_EQ(g_name, "ORB_ZOMATCOPY");
+}
+
+// With verbose mode on, each public call prints one line: letters and
+// sizes as given, scalars by value, arrays by address.
+TEST(TransChecks, VerboseLines) {
+  int* mode = orb_serv_verbose_mode();
+  const int saved = *mode;
+  *mode = 1;
+  std::vector<double> a(6, 1.0), b(6, 0.0);
+  testing::internal::CaptureStdout();
+  orb_domatcopy('R', 'T', 2, 3, 2.5, a.data(), 3, b.data(), 2);
+  orb_zimatcopy('C', 'c', 1, 1, orb_complex16{1, -2}, reinterpret_cast<orb_complex16*>(b.data()), 1, 1);
+  const std::string out = testing::internal::GetCapturedStdout();
+  *mode = saved;
+  EXPECT_EQ(out.rfind("orb_verbose: ORB_DOMATCOPY(R,T,2,3,2.5,", 0), 0u) << out;
+  EXPECT_NE(out.find("\norb_verbose: ORB_ZIMATCOPY(C,c,1,1,(1,-2),"), std::string::npos) << out;
+  EXPECT_EQ(std::count(out.begin(), out.end(), '\n'), 2);
 }
 
 }  // namespace

@@ -128,17 +128,90 @@ TYPED_TEST(TransInPlace, SquareTeamOnOwnThreads) {
   using team = void (*)(int, int, size_t, T*, size_t);
   const size_t n = 301, lda = 305;
   for (const char* tag : orb::test::runnable_builds()) {
-    const auto k = trans_kernel<T, team>(tag, "imatcopy_square_t_team");
-    ASSERT_NE(k, nullptr);
-    auto ab = random_values<T>(n * lda, 21);
+    for (char op : {'T', 'C'}) {
+      if (op == 'C' && !kind<T>::complex) continue;
+      const auto k = trans_kernel<T, team>(tag, op == 'T' ? "imatcopy_square_t_team" : "imatcopy_square_c_team");
+      ASSERT_NE(k, nullptr);
+      auto ab = random_values<T>(n * lda, 21);
+      std::vector<T> want(ab);
+      model_copy<T>('R', op, n, n, make<T>(1), ab.data(), lda, 1, want.data(), lda, 1);
+      for (int threads : {1, 3}) {
+        auto x = ab;
+        std::vector<std::thread> team_threads;
+        for (int t = 0; t < threads; ++t) team_threads.emplace_back([&, t] { k(t, threads, n, x.data(), lda); });
+        for (auto& th : team_threads) th.join();
+        EXPECT_TRUE(same_all(x, want)) << tag << " " << op << " " << threads << " threads";
+      }
+    }
+  }
+}
+
+// The named pieces of the square and of the copies, in every build: each
+// transposes (part of) a square or a rectangle, checked against the model.
+TYPED_TEST(TransInPlace, NamedPieces) {
+  using T = TypeParam;
+  using square_fn = void (*)(T*, size_t, size_t);
+  using int_square_fn = int (*)(T*, size_t, size_t);
+  using swap_fn = void (*)(T*, T*, size_t);
+  using pieces_fn = void (*)(size_t, T*, size_t, size_t, size_t);
+  using team = void (*)(int, int, size_t, T*, size_t);
+  using rec_fn = void (*)(size_t, size_t, T, const T*, size_t, size_t, T*, size_t, size_t);
+  using rec1_fn = void (*)(size_t, size_t, const T*, size_t, size_t, T*, size_t, size_t);
+  using blk_fn = void (*)(size_t, size_t, const T*, size_t, T*, size_t);
+  constexpr size_t E = 64 / sizeof(T);  // the register block's edge
+  // Transposes an n x n square (leading dimension lda) by `run` and compares.
+  auto square = [](const char* what, size_t n, size_t lda, auto run) {
+    auto ab = random_values<T>(n * lda, unsigned(n));
     std::vector<T> want(ab);
     model_copy<T>('R', 'T', n, n, make<T>(1), ab.data(), lda, 1, want.data(), lda, 1);
-    for (int threads : {1, 3}) {
-      auto x = ab;
-      std::vector<std::thread> team_threads;
-      for (int t = 0; t < threads; ++t) team_threads.emplace_back([&, t] { k(t, threads, n, x.data(), lda); });
-      for (auto& th : team_threads) th.join();
-      EXPECT_TRUE(same_all(x, want)) << tag << " " << threads << " threads";
+    run(ab.data(), n, lda);
+    EXPECT_TRUE(same_all(ab, want)) << what << " " << n;
+  };
+  for (const char* tag : orb::test::runnable_builds()) {
+    SCOPED_TRACE(tag);
+    const auto sq = trans_kernel<T, int_square_fn>(tag, "sqtrans");
+    const auto fit = trans_kernel<T, square_fn>(tag, "sqtrans_fit_64");
+    const auto swap = trans_kernel<T, swap_fn>(tag, "swap_2blocks_16x16");
+    const auto pieces = trans_kernel<T, pieces_fn>(tag, "imatcopy_square_t_64x64n");
+    const auto steam = trans_kernel<T, team>(tag, "sqtrans_team");
+    const auto init = trans_kernel<T, void (*)()>(tag, "soi_init");
+    ASSERT_TRUE(sq && fit && swap && pieces && steam && init);
+    init();
+    square("sqtrans", 37, 40, [&](T* p, size_t n, size_t ld) { EXPECT_EQ(sq(p, n, ld), 0); });
+    square("sqtrans", 40, 41, [&](T* p, size_t n, size_t ld) { EXPECT_EQ(sq(p, n, ld), 0); });
+    square("sqtrans_fit_64", 70, 72, fit);
+    // Two blocks across the diagonal and the two on it: the whole 2E square.
+    square("swap_2blocks", 2 * E, 2 * E + 3, [&](T* p, size_t, size_t ld) {
+      swap(p, p, ld);
+      swap(p + E, p + E * ld, ld);
+      swap(p + E * ld + E, p + E * ld + E, ld);
+    });
+    // 130 is three super tiles a side: six pieces, done in two calls, or by
+    // a team of three called one after the other.
+    square("64x64n", 130, 131, [&](T* p, size_t n, size_t ld) { pieces(n, p, ld, 0, 2), pieces(n, p, ld, 2, 4); });
+    square("sqtrans_team", 130, 130, [&](T* p, size_t n, size_t ld) {
+      for (int t = 0; t < 3; ++t) steam(t, 3, n, p, ld);
+    });
+    // The recursive forms and the register tile kernel, out of place.
+    const T al = make<T>(0.5, -2);
+    const auto a = random_values<T>(29 * 50, 3);
+    const auto rec = trans_kernel<T, rec_fn>(tag, "omatcopy2_rec_t");
+    const auto rec1 = trans_kernel<T, rec1_fn>(tag, "omatcopy2_rec_t_1");
+    const auto blk = trans_kernel<T, blk_fn>(tag, "omatcopy_blk_t_one_transpose_kernel_by_src_rows");
+    ASSERT_TRUE(rec && rec1 && blk);
+    auto out = [&](const char* what, char t, T alpha, size_t sa, size_t sb, auto run) {
+      std::vector<T> b(23 * 90, guard<T>()), want(b);
+      model_copy<T>('R', t, 29, 23, alpha, a.data(), 50, sa, want.data(), 90, sb);
+      run(b.data());
+      EXPECT_TRUE(same_all(b, want)) << what;
+    };
+    out("rec_t", 'T', al, 2, 2, [&](T* b) { rec(29, 23, al, a.data(), 50, 2, b, 90, 2); });
+    out("rec_t_1", 'T', make<T>(1), 2, 1, [&](T* b) { rec1(29, 23, a.data(), 50, 2, b, 90, 1); });
+    out("blk_t", 'T', make<T>(1), 1, 1, [&](T* b) { blk(29, 23, a.data(), 50, b, 90); });
+    if constexpr (kind<T>::complex) {
+      const auto recc = trans_kernel<T, rec_fn>(tag, "omatcopy2_rec_c");
+      ASSERT_TRUE(recc);
+      out("rec_c", 'C', al, 1, 3, [&](T* b) { recc(29, 23, al, a.data(), 50, 1, b, 90, 3); });
     }
   }
 }

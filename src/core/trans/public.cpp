@@ -4,6 +4,7 @@
 // the kernel of the loaded library, which threads through the core's
 // threaded forms (threads.cpp) where a call is large enough.
 #include <cctype>
+#include <cstdio>
 #include <cstddef>
 #include <string>
 
@@ -36,6 +37,57 @@ inline size_t least_ld(char ordering, size_t rows, size_t cols, size_t stride) {
 inline size_t span(char ordering, size_t rows, size_t cols, size_t ld) {
   return ld * (fold(ordering) == 'R' ? rows : cols);
 }
+
+// The verbose line of a call, in the form of the BLAS names' lines: the
+// public name in capitals (as the argument reports give it), its arguments, the
+// time the call took. Letters and sizes as they are, scalars by value,
+// arrays by address.
+class trans_line {
+ public:
+  explicit trans_line(const char* routine) : t0_(orb_serv_dsecnd()) {
+    for (const char* p = routine; *p; ++p) text_ += char(std::toupper(static_cast<unsigned char>(*p)));
+  }
+  template <class... A>
+  void format(A... a) {
+    text_ += '(';
+    bool first = true;
+    ((add(a, first), first = false), ...);
+    text_ += ')';
+  }
+  ~trans_line() { orb_serv_print_verbose_info(0, text_.c_str(), orb_serv_dsecnd() - t0_); }
+
+ private:
+  void put(bool first, const char* s) {
+    if (!first) text_ += ',';
+    text_ += s;
+  }
+  void add(char c, bool first) {
+    const char s[2] = {c, 0};
+    put(first, s);
+  }
+  void add(size_t v, bool first) { put(first, std::to_string(v).c_str()); }
+  void add(double v, bool first) {
+    char b[32];
+    std::snprintf(b, sizeof b, "%g", v);
+    put(first, b);
+  }
+  void add(float v, bool first) { add(double(v), first); }
+  void add(orb_complex16 v, bool first) {
+    char b[64];
+    std::snprintf(b, sizeof b, "(%g,%g)", v.re, v.im);
+    put(first, b);
+  }
+  void add(orb_complex8 v, bool first) { add(orb_complex16{v.re, v.im}, first); }
+  void add(const void* p, bool first) {
+    char b[32];
+    std::snprintf(b, sizeof b, "%p", p);
+    put(first, b);
+  }
+  double t0_;
+  std::string text_;
+};
+
+inline bool verbose_on() { return *orb_serv_verbose_mode() == 1; }
 
 void report(const char* routine, int position) {
   std::string name = routine;
@@ -76,32 +128,42 @@ int in_place_check(char ordering, char trans, size_t rows, size_t cols, size_t l
 
 }  // namespace
 
+// The kernel call, with its verbose line when verbose mode is on.
+#define ORB_TRANS_FORWARD(routine, member, args)       \
+  if (verbose_on()) {                                  \
+    trans_line line(routine);                          \
+    line.format args;                                  \
+    orb::core::trans_kernels().member args;            \
+  } else {                                             \
+    orb::core::trans_kernels().member args;            \
+  }
+
 #define ORB_TRANS_PUBLIC(x, T)                                                                                  \
   extern "C" void orb_##x##omatcopy(char ordering, char trans, size_t rows, size_t cols, T alpha, const T* a,   \
                                     size_t lda, T* b, size_t ldb) {                                             \
     if (int info = copy_check(ordering, trans, rows, cols, lda, 1, ldb, 1, 7, 0, 9, 0))                         \
       return report("orb_" #x "omatcopy", info);                                                                \
-    orb::core::trans_kernels().x##omatcopy(ordering, trans, rows, cols, alpha, a, lda, b, ldb);                 \
+    ORB_TRANS_FORWARD("orb_" #x "omatcopy", x##omatcopy, (ordering, trans, rows, cols, alpha, a, lda, b, ldb));                 \
   }                                                                                                             \
   extern "C" void orb_##x##omatcopy2(char ordering, char trans, size_t rows, size_t cols, T alpha, const T* a,  \
                                      size_t lda, size_t stridea, T* b, size_t ldb, size_t strideb) {            \
     if (int info = copy_check(ordering, trans, rows, cols, lda, stridea, ldb, strideb, 7, 8, 10, 11))           \
       return report("orb_" #x "omatcopy2", info);                                                               \
-    orb::core::trans_kernels().x##omatcopy2(ordering, trans, rows, cols, alpha, a, lda, stridea, b, ldb,        \
-                                            strideb);                                                           \
+    ORB_TRANS_FORWARD("orb_" #x "omatcopy2", x##omatcopy2, (ordering, trans, rows, cols, alpha, a, lda, stridea, b, ldb,        \
+                                            strideb));                                                           \
   }                                                                                                             \
   extern "C" void orb_##x##omatadd(char ordering, char transa, char transb, size_t rows, size_t cols, T alpha,  \
                                    const T* a, size_t lda, T beta, const T* b, size_t ldb, T* c, size_t ldc) {  \
     if (int info = add_check(ordering, transa, transb, rows, cols, lda, ldb, ldc, 8, 11, 13))                   \
       return report("orb_" #x "omatadd", info);                                                                 \
-    orb::core::trans_kernels().x##omatadd(ordering, transa, transb, rows, cols, alpha, a, lda, beta, b, ldb, c, \
-                                          ldc);                                                                 \
+    ORB_TRANS_FORWARD("orb_" #x "omatadd", x##omatadd, (ordering, transa, transb, rows, cols, alpha, a, lda, beta, b, ldb, c, \
+                                          ldc));                                                                 \
   }                                                                                                             \
   extern "C" void orb_##x##imatcopy(char ordering, char trans, size_t rows, size_t cols, T alpha, T* ab,        \
                                     size_t lda, size_t ldb) {                                                   \
     if (int info = in_place_check(ordering, trans, rows, cols, lda, ldb, 7, 8))                                 \
       return report("orb_" #x "imatcopy", info);                                                                \
-    orb::core::trans_kernels().x##imatcopy(ordering, trans, rows, cols, alpha, ab, lda, ldb);                   \
+    ORB_TRANS_FORWARD("orb_" #x "imatcopy", x##imatcopy, (ordering, trans, rows, cols, alpha, ab, lda, ldb));                   \
   }                                                                                                             \
   extern "C" void orb_##x##omatcopy_batch(char ordering, const char* trans_array, const size_t* rows_array,     \
                                           const size_t* cols_array, const T* alpha_array,                       \
@@ -113,9 +175,9 @@ int in_place_check(char ordering, char trans, size_t rows, size_t cols, size_t l
                                 ldb_array[g], 1, 7, 0, 9, 0))                                                   \
         return report("orb_" #x "omatcopy_batch", info);                                                        \
     if (group_count == 0 && !ordering_ok(ordering)) return report("orb_" #x "omatcopy_batch", 1);               \
-    orb::core::trans_kernels().x##omatcopy_batch(ordering, trans_array, rows_array, cols_array, alpha_array,    \
+    ORB_TRANS_FORWARD("orb_" #x "omatcopy_batch", x##omatcopy_batch, (ordering, trans_array, rows_array, cols_array, alpha_array,    \
                                                  a_array, lda_array, b_array, ldb_array, group_count,           \
-                                                 group_size);                                                   \
+                                                 group_size));                                                   \
   }                                                                                                             \
   extern "C" void orb_##x##omatcopy_batch_strided(char ordering, char trans, size_t rows, size_t cols, T alpha, \
                                                   const T* a, size_t lda, size_t stride_a, T* b, size_t ldb,    \
@@ -125,8 +187,8 @@ int in_place_check(char ordering, char trans, size_t rows, size_t cols, size_t l
     if (!info && batch_size > 1 && stride_a < span(ordering, rows, cols, lda)) info = 8;                        \
     if (!info && batch_size > 1 && stride_b < span(ordering, t ? cols : rows, t ? rows : cols, ldb)) info = 11; \
     if (info) return report("orb_" #x "omatcopy_batch_strided", info);                                          \
-    orb::core::trans_kernels().x##omatcopy_batch_strided(ordering, trans, rows, cols, alpha, a, lda, stride_a,  \
-                                                         b, ldb, stride_b, batch_size);                         \
+    ORB_TRANS_FORWARD("orb_" #x "omatcopy_batch_strided", x##omatcopy_batch_strided, (ordering, trans, rows, cols, alpha, a, lda, stride_a,  \
+                                                         b, ldb, stride_b, batch_size));                         \
   }                                                                                                             \
   extern "C" void orb_##x##omatadd_batch_strided(char ordering, char transa, char transb, size_t rows,          \
                                                  size_t cols, T alpha, const T* a, size_t lda, size_t stride_a, \
@@ -140,9 +202,9 @@ int in_place_check(char ordering, char trans, size_t rows, size_t cols, size_t l
       info = 13;                                                                                                \
     if (!info && batch_size > 1 && stride_c < span(ordering, rows, cols, ldc)) info = 16;                       \
     if (info) return report("orb_" #x "omatadd_batch_strided", info);                                           \
-    orb::core::trans_kernels().x##omatadd_batch_strided(ordering, transa, transb, rows, cols, alpha, a, lda,    \
+    ORB_TRANS_FORWARD("orb_" #x "omatadd_batch_strided", x##omatadd_batch_strided, (ordering, transa, transb, rows, cols, alpha, a, lda,    \
                                                         stride_a, beta, b, ldb, stride_b, c, ldc, stride_c,     \
-                                                        batch_size);                                            \
+                                                        batch_size));                                            \
   }                                                                                                             \
   extern "C" void orb_##x##imatcopy_batch(char ordering, const char* trans_array, const size_t* rows_array,     \
                                           const size_t* cols_array, const T* alpha_array, T* const* ab_array,   \
@@ -153,8 +215,8 @@ int in_place_check(char ordering, char trans, size_t rows, size_t cols, size_t l
                                     ldb_array[g], 7, 8))                                                        \
         return report("orb_" #x "imatcopy_batch", info);                                                        \
     if (group_count == 0 && !ordering_ok(ordering)) return report("orb_" #x "imatcopy_batch", 1);               \
-    orb::core::trans_kernels().x##imatcopy_batch(ordering, trans_array, rows_array, cols_array, alpha_array,    \
-                                                 ab_array, lda_array, ldb_array, group_count, group_size);      \
+    ORB_TRANS_FORWARD("orb_" #x "imatcopy_batch", x##imatcopy_batch, (ordering, trans_array, rows_array, cols_array, alpha_array,    \
+                                                 ab_array, lda_array, ldb_array, group_count, group_size));      \
   }                                                                                                             \
   extern "C" void orb_##x##imatcopy_batch_strided(char ordering, char trans, size_t rows, size_t cols, T alpha, \
                                                   T* ab, size_t lda, size_t ldb, size_t stride,                 \
@@ -165,8 +227,8 @@ int in_place_check(char ordering, char trans, size_t rows, size_t cols, size_t l
         (stride < span(ordering, rows, cols, lda) || stride < span(ordering, t ? cols : rows, t ? rows : cols, ldb))) \
       info = 9;                                                                                                 \
     if (info) return report("orb_" #x "imatcopy_batch_strided", info);                                          \
-    orb::core::trans_kernels().x##imatcopy_batch_strided(ordering, trans, rows, cols, alpha, ab, lda, ldb,      \
-                                                         stride, batch_size);                                   \
+    ORB_TRANS_FORWARD("orb_" #x "imatcopy_batch_strided", x##imatcopy_batch_strided, (ordering, trans, rows, cols, alpha, ab, lda, ldb,      \
+                                                         stride, batch_size));                                   \
   }
 
 ORB_TRANS_PUBLIC(s, float)
