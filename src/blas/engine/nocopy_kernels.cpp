@@ -3,7 +3,8 @@
 // cost more than it saves.
 //
 // A strip of rows of op(A) is held as vectors; each element of op(B) is
-// broadcast straight from memory; the tile is 6 columns wide. Every element
+// broadcast straight from memory; the tile is 6 columns wide (2 in the
+// portable build). Every element
 // of C is one chain of fused multiply-adds over the K block, in order, then
 // alpha * sum + beta * C: the tile height can thus follow the register file
 // of the build (two vectors where 32 registers are there, one otherwise)
@@ -22,7 +23,14 @@ constexpr int kStripVecs = 2;
 #else
 constexpr int kStripVecs = 1;
 #endif
+#if ORB_LEVEL >= 7
 constexpr int kTileCols = 6;
+#else
+// The portable build's vector is four SSE registers: two columns of
+// accumulators (eight registers) leave room for the strip and the broadcast
+// where six would spill, and make a third of the code to compile.
+constexpr int kTileCols = 2;
+#endif
 // K block the scratch holds; a longer K reads the strip in place.
 constexpr int kScratchK = 384;
 
@@ -126,9 +134,10 @@ __attribute__((always_inline)) inline void tiles(int live, int nj, int kb, T alp
                                                  int ldb, int beta_kind, T beta, T* c, int ldc, int i, int j,
                                                  T* scratch) {
   switch (nj) {
-#define ORB_TILE(w) \
-  case w:          \
-    tile<T, TA, TB, PF, R, w, mode>(live, kb, alpha, a, lda, b, ldb, beta_kind, beta, c, ldc, i, j, scratch); \
+#define ORB_TILE(w)                                                                                      \
+  case w:                                                                                                \
+    if constexpr (w <= kTileCols)                                                                        \
+      tile<T, TA, TB, PF, R, w, mode>(live, kb, alpha, a, lda, b, ldb, beta_kind, beta, c, ldc, i, j, scratch); \
     break;
     ORB_TILE(1) ORB_TILE(2) ORB_TILE(3) ORB_TILE(4) ORB_TILE(5) ORB_TILE(6)
 #undef ORB_TILE
