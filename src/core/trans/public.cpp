@@ -3,11 +3,9 @@
 // position and returns without writing anything, and otherwise forwards to
 // the kernel of the loaded library, which threads through the core's
 // threaded forms (threads.cpp) where a call is large enough.
-#include <cctype>
-#include <cstdio>
 #include <cstddef>
-#include <string>
 
+#include "core/blas/reports.hpp"
 #include "core/dispatch.hpp"
 #include "orb/orb_service.h"
 #include "orb/orb_trans.h"
@@ -38,62 +36,23 @@ inline size_t span(char ordering, size_t rows, size_t cols, size_t ld) {
   return ld * (fold(ordering) == 'R' ? rows : cols);
 }
 
-// The verbose line of a call, in the form of the BLAS names' lines: the
-// public name in capitals (as the argument reports give it), its arguments, the
-// time the call took. Letters and sizes as they are, scalars by value,
-// arrays by address.
-class trans_line {
- public:
-  explicit trans_line(const char* routine) : t0_(orb_serv_dsecnd()) {
-    for (const char* p = routine; *p; ++p) text_ += char(std::toupper(static_cast<unsigned char>(*p)));
-  }
+using orb::core::reports::report;
+using orb::core::reports::verbose_on;
+
+// The verbose line of a call, as the BLAS names print theirs. The batch
+// forms' arrays of letters are arrays like the others: shown by address.
+inline const void* shown(const char* letters) { return letters; }
+template <class A>
+A shown(A a) {
+  return a;
+}
+struct trans_line : orb::core::reports::verbose_line {
+  using verbose_line::verbose_line;
   template <class... A>
   void format(A... a) {
-    text_ += '(';
-    bool first = true;
-    ((add(a, first), first = false), ...);
-    text_ += ')';
+    verbose_line::format(shown(a)...);
   }
-  ~trans_line() { orb_serv_print_verbose_info(0, text_.c_str(), orb_serv_dsecnd() - t0_); }
-
- private:
-  void put(bool first, const char* s) {
-    if (!first) text_ += ',';
-    text_ += s;
-  }
-  void add(char c, bool first) {
-    const char s[2] = {c, 0};
-    put(first, s);
-  }
-  void add(size_t v, bool first) { put(first, std::to_string(v).c_str()); }
-  void add(double v, bool first) {
-    char b[32];
-    std::snprintf(b, sizeof b, "%g", v);
-    put(first, b);
-  }
-  void add(float v, bool first) { add(double(v), first); }
-  void add(orb_complex16 v, bool first) {
-    char b[64];
-    std::snprintf(b, sizeof b, "(%g,%g)", v.re, v.im);
-    put(first, b);
-  }
-  void add(orb_complex8 v, bool first) { add(orb_complex16{v.re, v.im}, first); }
-  void add(const void* p, bool first) {
-    char b[32];
-    std::snprintf(b, sizeof b, "%p", p);
-    put(first, b);
-  }
-  double t0_;
-  std::string text_;
 };
-
-inline bool verbose_on() { return *orb_serv_verbose_mode() == 1; }
-
-void report(const char* routine, int position) {
-  std::string name = routine;
-  for (char& ch : name) ch = char(std::toupper(static_cast<unsigned char>(ch)));
-  orb_serv_xerbla(name.c_str(), &position, int(name.size()));
-}
 
 // The checks of one scaled copy: 0 or the position of the first bad
 // argument, given the positions of lda, stridea, ldb, strideb (0: absent).
