@@ -57,13 +57,8 @@ void split(int rows, int cols, const R* x, ptrdiff_t ldx, const R* alpha, R* re,
   const R ar = scaled ? alpha[0] : R(1), ai = scaled ? alpha[1] : R(0);
   for (int j = 0; j < cols; ++j) {
     for (int i = 0; i < rows; ++i) {
-      const R* v = Op == 'N' ? x + 2 * (i + j * ldx) : x + 2 * (j + i * ldx);
-      R vr = v[0], vi = Op == 'C' ? -v[1] : v[1];
-      if (scaled) {
-        const R tr = ar * vr - ai * vi;
-        const R ti = ar * vi + ai * vr;
-        vr = tr, vi = ti;
-      }
+      R vr, vi;
+      op_element(Op, x, ldx, i, j, scaled, ar, ai, vr, vi);
       const ptrdiff_t at = i + j * ldp;
       re[at] = vr;
       im[at] = vi;
@@ -92,9 +87,8 @@ void combine(int rows, int cols, const R* p1, const R* p2, const R* p3, ptrdiff_
       } else if (one) {
         cr = cr + xr, ci = ci + xi;
       } else {
-        const R tr = br * cr - bi * ci;
-        const R ti = br * ci + bi * cr;
-        cr = tr + xr, ci = ti + xi;
+        scale_by(br, bi, cr, ci);
+        cr = cr + xr, ci = ci + xi;
       }
       cj[2 * i] = cr, cj[2 * i + 1] = ci;
     }

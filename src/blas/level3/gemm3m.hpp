@@ -7,6 +7,30 @@
 
 #include "blas/engine/paths.hpp"
 
+namespace orb::level3 {
+
+// The copiers' complex scaling, (sr + i si)(vr + i vi), as separate
+// products and sums: these planes feed a real GEMM, and every build must
+// round them alike.
+template <class R>
+inline void scale_by(R sr, R si, R& vr, R& vi) {
+  const R tr = sr * vr - si * vi;
+  const R ti = sr * vi + si * vr;
+  vr = tr, vi = ti;
+}
+
+// Element (i, j) of op(X), op 'N', 'T' or 'C', for a complex X stored
+// column-major (interleaved parts, leading dimension ld in elements),
+// scaled by (sr, si) when `scaled`.
+template <class R>
+inline void op_element(char op, const R* x, ptrdiff_t ld, int i, int j, bool scaled, R sr, R si, R& vr, R& vi) {
+  const R* v = op == 'N' ? x + 2 * (i + j * ld) : x + 2 * (j + i * ld);
+  vr = v[0], vi = op == 'C' ? -v[1] : v[1];
+  if (scaled) scale_by(sr, si, vr, vi);
+}
+
+}  // namespace orb::level3
+
 // Plane copiers of the three-product form. Each splits a rows x cols block
 // of op(X) into three real planes of leading dimension ldp: real parts,
 // imaginary parts and their sum. x points at the block's first element as

@@ -52,13 +52,8 @@ void copyb(char tb, int k, int cols, const R* b, ptrdiff_t ldb, const R* alpha, 
   const R ar = alpha[0], ai = alpha[1];
   for (int j = 0; j < cols; ++j) {
     for (int l = 0; l < k; ++l) {
-      const R* v = tb == 'N' ? b + 2 * (l + j * ldb) : b + 2 * (j + l * ldb);
-      R vr = v[0], vi = tb == 'C' ? -v[1] : v[1];
-      if (scaled) {
-        const R tr = ar * vr - ai * vi;
-        const R ti = ar * vi + ai * vr;
-        vr = tr, vi = ti;
-      }
+      R vr, vi;
+      op_element(tb, b, ldb, l, j, scaled, ar, ai, vr, vi);
       re[l + j * ldp] = vr;
       im[l + j * ldp] = vi;
     }
@@ -73,11 +68,7 @@ void copyc_fwd(int rows, int cols, const R* c, ptrdiff_t ldc, const R* beta, R* 
     const R* cj = c + 2 * j * ldc;
     for (int i = 0; i < rows; ++i) {
       R cr = cj[2 * i], ci = cj[2 * i + 1];
-      if (scaled) {
-        const R tr = br * cr - bi * ci;
-        const R ti = br * ci + bi * cr;
-        cr = tr, ci = ti;
-      }
+      if (scaled) scale_by(br, bi, cr, ci);
       re[i + j * ldp] = cr;
       im[i + j * ldp] = ci;
     }
