@@ -3,22 +3,15 @@
 // every build and on both sides of every switch of path (the 8-element
 // vector path, blocks of 512 and of 1024 elements from n = 4098, the
 // gathered strided path from 9 elements).
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <cfenv>
-#include <cmath>
-#include <limits>
 #include <random>
-#include <string>
-#include <vector>
 
-#include "orb/orb_blas.h"
-#include "tests/blas/level1/kernel_support.hpp"
+#include "tests/blas/level1/l1_support.hpp"
 
 namespace {
 
-using namespace orb::kstest;
+using namespace orb::l1test;
 
 template <class E>
 using search_fn = int (*)(const int*, const E*, const int*);
@@ -52,7 +45,7 @@ int oracle(int n, const E* x, int incx, bool max) {
 // BLAS agrees as well.
 template <class E>
 void expect_index(int n, const std::vector<E>& x, int incx, bool max, int want, const char* what) {
-  for (auto [build, f] : every_build<search_fn<E>>(kernel_name<E>(max).c_str())) {
+  for (auto [build, f] : every_build<search_fn<E>>(kernel_name<E>(max))) {
     Guarded g(x, 8);
     EXPECT_EQ(f(&n, g.as<E>(), &incx), want) << build << " " << kernel_name<E>(max) << " n" << n << " inc" << incx << " " << what;
     EXPECT_TRUE(g.holds(x)) << build << " changed x";
@@ -72,7 +65,7 @@ std::ostream& operator<<(std::ostream& o, const Case& c) { return o << "n" << c.
 
 std::vector<Case> cases() {
   std::vector<Case> v;
-  for (int n : {2, 3, 7, 8, 9, 15, 16, 17, 31, 32, 33, 63, 64, 65, 127, 511, 512, 513, 1023, 1024, 1025, 4097, 4098, 5000, 9001})
+  for (int n : {2, 7, 8, 9, 16, 17, 33, 64, 65, 511, 513, 1024, 1025, 4097, 4098, 9001})
     for (int inc : {1, 2, 5}) v.push_back({n, inc});
   return v;
 }
@@ -174,27 +167,6 @@ TEST_P(Search, FirstNaN) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Lengths, Search, ::testing::ValuesIn(cases()));
-
-// n = 4097 runs on blocks of 512, n = 4098 on blocks of 1024: an extreme at
-// every block border, and a tie between blocks, comes out right for both.
-TEST(SearchBlocks, BordersAt4097And4098) {
-  for (int n : {4097, 4098}) {
-    const auto base = orb::test::random_vector<double>(n, 7);
-    for (int k : {0, 511, 512, 1023, 1024, 1535, 1536, 2047, 2048, 3071, 3072, 4095, 4096, n - 1}) {
-      auto x = base;
-      x[k] = -2.0;
-      expect_index(n, x, 1, true, k + 1, "peak");
-      expect_reference(n, x, 1, k + 1);
-      x[k] = 0.0;
-      expect_index(n, x, 1, false, k + 1, "trough");
-      if (k + 513 < n) {  // the same value in a later block does not win
-        x[k] = 2.0;
-        x[k + 513] = -2.0;
-        expect_index(n, x, 1, true, k + 1, "tie across blocks");
-      }
-    }
-  }
-}
 
 // incx < 1 gives 0 and n < 1 gives 0, with no access; n = 1 gives 1.
 TEST(SearchQuickReturns, IncrementAndLength) {
