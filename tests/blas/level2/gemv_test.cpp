@@ -143,54 +143,22 @@ void incy_zero_scales_honestly(const char* tag) {
   EXPECT_EQ(y[0], std::ldexp(1.0, 40));
 }
 
-void alpha_beta_zero_never_reads_a(const char* tag) {
+// Alpha 0 never reads A or x; beta 0 never reads y either.
+void alpha_zero_never_reads_a(const char* tag) {
   const int m = 19, n = 7, lda = 19, one = 1;
-  const double nan = std::numeric_limits<double>::quiet_NaN();
-  std::vector<double> y(19, nan);
   const double zero = 0.0;
   const auto* bad = static_cast<const double*>(faulting_pointer());
-  for (const char tr : {'N', 'T'}) {
-    kernel_of<gemv_fn<double>>(tag, "xdgemv")(&tr, &m, &n, &zero, bad, &lda, bad, &one, &zero, y.data(), &one);
-    for (int i = 0; i < (tr == 'N' ? m : n); ++i) EXPECT_TRUE(orb::test::same_bits(y[i], 0.0)) << i;
-  }
-  std::vector<orb_complex16> yz(19, orb_complex16{nan, nan});
+  for (const char tr : {'N', 'T'})
+    for (const double beta : {0.0, 0.5}) {
+      std::vector<double> y(19, beta == 0 ? NAN : 2.0);
+      kernel_of<gemv_fn<double>>(tag, "xdgemv")(&tr, &m, &n, &zero, bad, &lda, bad, &one, &beta, y.data(), &one);
+      for (int i = 0; i < (tr == 'N' ? m : n); ++i) EXPECT_TRUE(orb::test::same_bits(y[i], 2.0 * beta)) << tr << i;
+    }
+  std::vector<orb_complex16> yz(19, orb_complex16{NAN, NAN});
   const orb_complex16 z0{0, 0};
   const auto* badz = static_cast<const orb_complex16*>(faulting_pointer());
   kernel_of<gemv_fn<orb_complex16>>(tag, "xzgemv")("C", &m, &n, &z0, badz, &lda, badz, &one, &z0, yz.data(), &one);
   for (int i = 0; i < n; ++i) EXPECT_TRUE(yz[i].re == 0.0 && yz[i].im == 0.0) << i;
-}
-
-void nan_in_a_is_not_read_when_alpha_is_zero(const char* tag) {
-  const int m = 9, n = 9, lda = 9, one = 1;
-  std::vector<double> a(81, std::numeric_limits<double>::quiet_NaN()), x(9, 1.0), y(9, 2.0);
-  const double alpha = 0.0, beta = 0.5;
-  kernel_of<gemv_fn<double>>(tag, "xdgemv")("T", &m, &n, &alpha, a.data(), &lda, x.data(), &one, &beta, y.data(),
-                                             &one);
-  for (double v : y) EXPECT_EQ(v, 1.0);
-}
-
-void thin_shapes(const char* tag) {
-  // n = 1 runs only the left-over column; m < 8 only the masked step.
-  for (const auto& [m, n] : {std::pair{5, 1}, std::pair{3, 11}, std::pair{1, 1}, std::pair{7, 9}}) {
-    for (const char tr : {'N', 'T'}) {
-      const int lda = m, one = 1;
-      const auto a = rnd<double>(std::size_t(m) * n, 3);
-      const int lx = tr == 'N' ? n : m, ly = tr == 'N' ? m : n;
-      const auto x = rnd<double>(lx, 4);
-      auto y = rnd<double>(ly, 5);
-      std::vector<std::complex<long double>> want(ly);
-      for (int i = 0; i < ly; ++i) {
-        long double s = 0;
-        for (int k = 0; k < lx; ++k)
-          s += (long double)(tr == 'N' ? a[std::size_t(k) * lda + i] : a[std::size_t(i) * lda + k]) * x[k];
-        want[i] = 2.0L * s + 0.5L * y[i];
-      }
-      const double alpha = 2.0, beta = 0.5;
-      kernel_of<gemv_fn<double>>(tag, "xdgemv")(&tr, &m, &n, &alpha, a.data(), &lda, x.data(), &one, &beta,
-                                                 y.data(), &one);
-      EXPECT_TRUE(close(y, want, 16)) << m << "x" << n << tr;
-    }
-  }
 }
 
 class GemvEdge : public ::testing::TestWithParam<Edge> {};
@@ -202,9 +170,7 @@ TEST_P(GemvEdge, InEveryBuild) {
 }
 INSTANTIATE_TEST_SUITE_P(Edges, GemvEdge,
                          ::testing::Values(Edge{"incy_zero", incy_zero_scales_honestly},
-                                           Edge{"alpha_beta_zero", alpha_beta_zero_never_reads_a},
-                                           Edge{"nan_a_alpha_zero", nan_in_a_is_not_read_when_alpha_is_zero},
-                                           Edge{"thin", thin_shapes}),
+                                           Edge{"alpha_zero", alpha_zero_never_reads_a}),
                          [](const auto& i) { return std::string(i.param.name); });
 
 // ---- Real matrix, complex vectors ------------------------------------------------

@@ -25,22 +25,10 @@ void with_threads(int t, F f) {
 
 // ---- ger ---------------------------------------------------------------------
 
+// The real forms are checked to the bit below; the complex ones skip a
+// column of zero y(j) as well, so its NaN survives.
 TEST(Ger, ZeroInYSkipsItsColumnSoNaNSurvives) {
   const int m = 13, n = 6, lda = 13, one = 1;
-  auto a = rnd<double>(std::size_t(m) * n, 1);
-  const auto x = rnd<double>(m, 2);
-  auto y = rnd<double>(n, 3);
-  y[2] = 0.0;
-  a[2 * lda + 5] = kNaN;
-  auto want = a;
-  const double alpha = 1.5;
-  for (int j = 0; j < n; ++j)
-    if (y[j] != 0.0)
-      for (int i = 0; i < m; ++i) want[std::size_t(j) * lda + i] = std::fma(y[j] * alpha, x[i], want[std::size_t(j) * lda + i]);
-  orb_blas_dger(&m, &n, &alpha, x.data(), &one, y.data(), &one, a.data(), &lda);
-  EXPECT_TRUE(std::isnan(a[2 * lda + 5]));
-  EXPECT_TRUE(same(a, want));
-
   std::vector<orb_complex16> az(std::size_t(m) * n, orb_complex16{1, 1});
   az[3 * lda + 4] = orb_complex16{kNaN, 0};
   auto yz = rnd<orb_complex16>(n, 4);
@@ -181,7 +169,8 @@ TEST(SymmetricUpdates, Syr2TwoFusedStepsPerElementInEveryBuild) {
 // ---- Symmetric rank updates on the core's threads ------------------------------------
 
 TEST(SymmetricUpdates, ThreadedSharesGiveTheSingleThreadBits) {
-  const int n = 1300, lda = 1301, inc = 1, incn = -2;
+  // From order 1024 on the triangle is shared among the threads.
+  const int n = 1024, lda = 1027, inc = 1, incn = -2;
   const auto x = rnd<double>(span(n, incn), 8), y = rnd<double>(n, 9);
   const auto a0 = rnd<double>(std::size_t(lda) * n, 10);
   const double alpha = -0.75;
@@ -356,7 +345,8 @@ TEST(TriangularEdges, TransposedProductSameBitsInEveryBuild) {
 
 // Large products run on the core's threads, a share of rows each.
 TEST(TriangularEdges, ThreadedProductMatchesReference) {
-  const int n = 2200, lda = 2200, inc = -1;
+  // From order 2048 on.
+  const int n = 2048, lda = 2050, inc = -1;
   const auto a = triangle<double>(n, lda, 21);
   const auto rmv = reference<ref_tr_fn<double>>("dtrmv_");
   for (const char* uplo : {"U", "L"})
