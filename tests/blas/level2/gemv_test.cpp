@@ -22,12 +22,6 @@ template <class E>
 using ref_gemv_fn = void (*)(const char*, const int*, const int*, const E*, const E*, const int*, const E*,
                              const int*, const E*, E*, const int*, std::size_t);
 
-template <class E> gemv_fn<E> pub_gemv();
-template <> gemv_fn<float> pub_gemv<float>() { return orb_blas_sgemv; }
-template <> gemv_fn<double> pub_gemv<double>() { return orb_blas_dgemv; }
-template <> gemv_fn<orb_complex8> pub_gemv<orb_complex8>() { return orb_blas_cgemv; }
-template <> gemv_fn<orb_complex16> pub_gemv<orb_complex16>() { return orb_blas_zgemv; }
-
 template <class E>
 class Gemv : public ::testing::Test {};
 using Types = ::testing::Types<float, double, orb_complex8, orb_complex16>;
@@ -53,7 +47,7 @@ TYPED_TEST(Gemv, MatchesReferenceBlas) {
             auto y = rnd<E>(span(ly, incy), seed++);
             auto y_ref = y;
             const E alpha = make<E>(0.75, -0.5), beta = make<E>(-1.25, 0.25);
-            pub_gemv<E>()(&tr, &m, &n, &alpha, a.data(), &lda, x.data(), &incx, &beta, y.data(), &incy);
+            pub<E>::gemv(&tr, &m, &n, &alpha, a.data(), &lda, x.data(), &incx, &beta, y.data(), &incy);
             ref(&tr, &m, &n, &alpha, a.data(), &lda, x.data(), &incx, &beta, y_ref.data(), &incy, 1);
             ASSERT_TRUE(close(y, y_ref, 4.0L * (lx + 2))) << tr << " m=" << m << " n=" << n << " incx=" << incx
                                                           << " incy=" << incy;
@@ -231,12 +225,6 @@ TEST(MixedGemv, AlphaZeroOnlyScales) {
 template <class E>
 using gem2v_fn = void (*)(const int*, const int*, const E*, const E*, const int*, const E*, const int*, const E*,
                           const int*, const E*, E*, const int*, E*, const int*);
-template <class E> gem2v_fn<E> pub_gem2v();
-template <> gem2v_fn<float> pub_gem2v<float>() { return orb_blas_sgem2vu; }
-template <> gem2v_fn<double> pub_gem2v<double>() { return orb_blas_dgem2vu; }
-template <> gem2v_fn<orb_complex8> pub_gem2v<orb_complex8>() { return orb_blas_cgem2vc; }
-template <> gem2v_fn<orb_complex16> pub_gem2v<orb_complex16>() { return orb_blas_zgem2vc; }
-
 template <class E>
 class Gem2v : public ::testing::Test {};
 TYPED_TEST_SUITE(Gem2v, Types);
@@ -268,7 +256,7 @@ TYPED_TEST(Gem2v, MatchesPlainLoops) {
           for (int i = 0; i < m; ++i) s += std::conj(val(a[std::size_t(j) * lda + i])) * val(x2[at(m, inc, i)]);
           w2[at(n, inc, j)] = al * s + be * w2[at(n, inc, j)];
         }
-        pub_gem2v<E>()(&m, &n, &alpha, a.data(), &lda, x1.data(), &inc, x2.data(), &inc, &beta, y1.data(), &inc,
+        pub<E>::gem2v(&m, &n, &alpha, a.data(), &lda, x1.data(), &inc, x2.data(), &inc, &beta, y1.data(), &inc,
                        y2.data(), &inc);
         ASSERT_TRUE(close(y1, w1, 4.0L * (n + 2))) << m << "x" << n << " inc " << inc;
         ASSERT_TRUE(close(y2, w2, 4.0L * (m + 2))) << m << "x" << n << " inc " << inc;
