@@ -67,8 +67,9 @@ TEST_P(Axpy, FusedPerElementOrSummedOnce) {
 }
 
 // 7, 8, 19, 20 switch the double paths (masked only, no peel, peel); 15, 16,
-// 38, 39 the float ones; 3, 4, 16, 17 the complex ones. The offsets place y
-// aligned, a little or far past a line, and off a whole element (no peel).
+// 38, 39 the float ones; the short complex lengths fill a fraction of one
+// vector. The offsets place y aligned, a little or far past a line, and off a
+// whole element (no peel).
 std::vector<Walk> axpy_walks() {
   std::vector<Walk> v;
   for (int n : {1, 3, 4, 7, 8, 15, 16, 17, 19, 20, 35, 38, 39, 40, 77, 203, 1000})
