@@ -7,41 +7,22 @@
 // The constructions are checked against the reference where both follow
 // the same rule, against the defining identities everywhere, and with
 // exact values where this library's rule is its own.
-#include <gtest/gtest.h>
-
-#include <algorithm>
 #include <array>
-#include <cfloat>
-#include <cmath>
-#include <cstring>
-#include <limits>
 #include <random>
-#include <string>
-#include <vector>
 
-#include "orb/orb_blas.h"
-#include "tests/blas/level1/kernel_support.hpp"
+#include "tests/blas/level1/l1_support.hpp"
 
 namespace {
 
-using namespace orb::kstest;
-using orb::test::same_bits;
+using namespace orb::l1test;
 
 template <class E, class S>
 using rot_fn = void (*)(const int*, E*, const int*, E*, const int*, const S*, const S*);
 template <class T>
 using rotm_fn = void (*)(const int*, T*, const int*, T*, const int*, const T*);
 
-struct Case {
-  int n, incx, incy;
-  std::size_t xoff, yoff;
-};
-std::ostream& operator<<(std::ostream& o, const Case& c) {
-  return o << "n" << c.n << " incx" << c.incx << " incy" << c.incy << " at +" << c.xoff << ",+" << c.yoff;
-}
-
-std::vector<Case> cases() {
-  std::vector<Case> v;
+std::vector<Walk> cases() {
+  std::vector<Walk> v;
   for (int n : {1, 3, 7, 8, 9, 15, 16, 17, 31, 32, 33, 47, 64, 65, 100, 257})
     for (auto o : {std::pair<std::size_t, std::size_t>{0, 0}, {8, 8}, {24, 0}, {4, 36}, {56, 12}})
       v.push_back({n, 1, 1, o.first, o.second});
@@ -51,192 +32,124 @@ std::vector<Case> cases() {
   return v;
 }
 
-// The reference name of a kernel: xdrot -> drot_, xzdrot -> zdrot_.
-std::string reference_name(const char* kernel) { return std::string(kernel + 1) + "_"; }
-
 // Debian's 32-bit reference BLAS computes on the x87 unit, whose extended
 // intermediates round differently; there it is an oracle to the last place
 // only, while on x86-64 it rounds each operation as these kernels do.
 constexpr bool kReferenceRoundsLikeUs = sizeof(void*) == 8;
 
-// Relative closeness; `steps` rotations applied to the same element (an
-// increment of 0) may each add their rounding.
-template <class E>
-::testing::AssertionResult near_elements(const E* got, const std::vector<E>& want, int steps) {
-  using T = typename real_of<E>::type;
-  const T* g = reinterpret_cast<const T*>(got);
-  const T* w = reinterpret_cast<const T*>(want.data());
-  for (std::size_t i = 0; i < want.size() * parts<E>; ++i)
-    if (!(std::fabs(g[i] - w[i]) <= 4 * steps * std::numeric_limits<T>::epsilon() * std::max(T(1), std::fabs(w[i]))))
-      return ::testing::AssertionFailure() << "real " << i << ": " << g[i] << " vs " << w[i];
-  return ::testing::AssertionSuccess();
+// x and y placed at the walk's offsets and rotated by call(x, y), one after
+// the other; nothing around them may change.
+template <class E, class Call>
+std::vector<E> rotated(const Walk& c, const std::vector<E>& x, const std::vector<E>& y, Call call) {
+  Guarded gx(x, c.xoff), gy(y, c.yoff);
+  call(gx.as<E>(), gy.as<E>());
+  EXPECT_TRUE(gx.untouched_around() && gy.untouched_around()) << c;
+  auto r = gx.values<E>(), ry = gy.values<E>();
+  r.insert(r.end(), ry.begin(), ry.end());
+  return r;
 }
 
-// A rotation kernel of every build against the reference, bit for bit
-// (values in [-1, 1], so 4 epsilon where the reference rounds otherwise).
-template <class E, class Run, class Ref>
-void against_reference(const Case& c, const char* name, Run run, Ref ref) {
+// A rotation kernel of every build against the reference (xdrot against
+// drot_): bit for bit where the reference rounds as we do, else within 4
+// epsilon per rotation applied to an element (all n where an increment is 0).
+template <class F, class E, class Call>
+void against_reference(const Walk& c, const std::string& name, Call call) {
   const auto x = random_elements<E>(span(c.n, c.incx), 50 + c.n);
   const auto y = random_elements<E>(span(c.n, c.incy), 60 + c.n);
-  auto wx = x, wy = y;
-  ref(wx.data(), wy.data());
-  std::vector<unsigned char> first;
-  for (const char* build : orb::test::runnable_builds()) {
-    Guarded gx(x, c.xoff), gy(y, c.yoff);
-    run(build, gx.as<E>(), gy.as<E>());
-    if (kReferenceRoundsLikeUs) {
-      EXPECT_TRUE(gx.holds(wx)) << build << " " << name << " x " << c;
-      EXPECT_TRUE(gy.holds(wy)) << build << " " << name << " y " << c;
-      continue;
-    }
-    EXPECT_TRUE(gx.untouched_around() && gy.untouched_around()) << build << " " << name << " " << c;
-    const int steps = c.incx == 0 || c.incy == 0 ? c.n : 1;
-    EXPECT_TRUE(near_elements(gx.as<E>(), wx, steps)) << build << " " << name << " x " << c;
-    EXPECT_TRUE(near_elements(gy.as<E>(), wy, steps)) << build << " " << name << " y " << c;
-    // Every build still gives the same bits.
-    std::vector<unsigned char> bits(x.size() * sizeof(E) + y.size() * sizeof(E));
-    std::memcpy(bits.data(), gx.as<E>(), x.size() * sizeof(E));
-    std::memcpy(bits.data() + x.size() * sizeof(E), gy.as<E>(), y.size() * sizeof(E));
-    if (first.empty())
-      first = bits;
-    else
-      EXPECT_TRUE(bits == first) << build << " " << name << " differs from the first build " << c;
+  const auto ref = orb::test::reference<F>((name.substr(1) + "_").c_str());
+  const auto want = rotated(Walk{c.n, c.incx, c.incy}, x, y, [&](E* px, E* py) { call(ref, px, py); });
+  const auto got = in_every_build<F>(name, [&](F f) { return rotated(c, x, y, [&](E* px, E* py) { call(f, px, py); }); });
+  if (kReferenceRoundsLikeUs) {
+    EXPECT_TRUE(same_vectors(got, want)) << name << " " << c;
+  } else {
+    EXPECT_TRUE(close_vectors(got, want, 4 * eps<E> * (c.incx == 0 || c.incy == 0 ? c.n : 1))) << name << " " << c;
   }
 }
 
 template <class E, class S>
-void check_rot(const Case& c, const char* name, S cs, S sn) {
-  auto ref = orb::test::reference<rot_fn<E, S>>(reference_name(name).c_str());
-  against_reference<E>(
-      c, name,
-      [&](const char* build, E* x, E* y) {
-        auto f = orb::test::kernel_of<rot_fn<E, S>>(build, name);
-        ASSERT_NE(f, nullptr);
-        f(&c.n, x, &c.incx, y, &c.incy, &cs, &sn);
-      },
-      [&](E* x, E* y) { ref(&c.n, x, &c.incx, y, &c.incy, &cs, &sn); });
+void check_rot(const Walk& c, const char* name, S cs, S sn) {
+  against_reference<rot_fn<E, S>, E>(c, name, [&](auto f, E* x, E* y) { f(&c.n, x, &c.incx, y, &c.incy, &cs, &sn); });
 }
 
 template <class T>
-void check_rotm(const Case& c, const char* name, const T* param) {
-  auto ref = orb::test::reference<rotm_fn<T>>(reference_name(name).c_str());
-  against_reference<T>(
-      c, name,
-      [&](const char* build, T* x, T* y) {
-        auto f = orb::test::kernel_of<rotm_fn<T>>(build, name);
-        ASSERT_NE(f, nullptr);
-        f(&c.n, x, &c.incx, y, &c.incy, param);
-      },
-      [&](T* x, T* y) { ref(&c.n, x, &c.incx, y, &c.incy, param); });
-}
-
-class Rotation : public ::testing::TestWithParam<Case> {};
-
-TEST_P(Rotation, RealRotMatchesReferenceBitForBit) {
-  check_rot<double, double>(GetParam(), "xdrot", 0.8, 0.6);
-  check_rot<double, double>(GetParam(), "xdrot", -0.28, 0.96);
-  check_rot<float, float>(GetParam(), "xsrot", 0.6f, -0.8f);
-}
-
-TEST_P(Rotation, ComplexRotWithRealSineMatchesReferenceBitForBit) {
-  check_rot<orb_complex16, double>(GetParam(), "xzdrot", 0.8, 0.6);
-  check_rot<orb_complex8, float>(GetParam(), "xcsrot", 0.28f, -0.96f);
-}
-
-TEST_P(Rotation, RotmMatchesReferenceForEveryFlag) {
-  // Entries that are not 1 or -1, so a body that multiplied by the wrong
-  // entry, or by an implicit one, would show.
-  const double h[4] = {0.75, -1.25, 0.3125, 1.5};
-  const float hf[4] = {1.75f, 0.625f, -0.375f, 0.5f};
-  for (double flag : {-1.0, 0.0, 1.0, -2.0}) {
-    const double p[5] = {flag, h[0], h[1], h[2], h[3]};
-    check_rotm<double>(GetParam(), "xdrotm", p);
-    const float pf[5] = {float(flag), hf[0], hf[1], hf[2], hf[3]};
-    check_rotm<float>(GetParam(), "xsrotm", pf);
-  }
+void check_rotm(const Walk& c, const char* name, const T* param) {
+  against_reference<rotm_fn<T>, T>(c, name, [&](auto f, T* x, T* y) { f(&c.n, x, &c.incx, y, &c.incy, param); });
 }
 
 // Complex s: y := c y - conj(s) x. Extended precision gives the values;
 // the unit-stride vector path must give the bits of the strided loop, and
 // every build the same bits.
-template <class E, class T>
-void check_complex_s(const Case& c, const char* name) {
+template <class E>
+void check_complex_s(const Walk& c) {
+  using T = real_t<E>;
   using F = void (*)(const int*, E*, const int*, E*, const int*, const T*, const E*);
   const T cs = T(0.6);
   const E sn = {T(0.48), T(-0.64)};
   const auto x = random_elements<E>(span(c.n, c.incx), 70 + c.n);
   const auto y = random_elements<E>(span(c.n, c.incy), 80 + c.n);
-  std::vector<E> first_x, first_y;
-  for (const char* build : orb::test::runnable_builds()) {
-    auto f = orb::test::kernel_of<F>(build, name);
-    ASSERT_NE(f, nullptr);
-    Guarded gx(x, c.xoff), gy(y, c.yoff);
-    f(&c.n, gx.as<E>(), &c.incx, gy.as<E>(), &c.incy, &cs, &sn);
-    std::vector<E> rx(x.size()), ry(y.size());
-    std::memcpy(rx.data(), gx.as<E>(), rx.size() * sizeof(E));
-    std::memcpy(ry.data(), gy.as<E>(), ry.size() * sizeof(E));
-    EXPECT_TRUE(gx.holds(rx) && gy.holds(ry)) << build << " wrote outside the vectors";
-    if (first_x.empty()) {
-      first_x = rx, first_y = ry;
-      // Values, element by element, with incx == 0 or incy == 0 replayed in order.
-      auto wx = x, wy = y;
-      const std::ptrdiff_t fx = c.incx < 0 ? std::ptrdiff_t(1 - c.n) * c.incx : 0;
-      const std::ptrdiff_t fy = c.incy < 0 ? std::ptrdiff_t(1 - c.n) * c.incy : 0;
-      const T eps = std::numeric_limits<T>::epsilon();
-      for (int i = 0; i < c.n; ++i) {
-        E& p = wx[fx + std::ptrdiff_t(i) * c.incx];
-        E& q = wy[fy + std::ptrdiff_t(i) * c.incy];
-        const long double xr = p.re, xi = p.im, yr = q.re, yi = q.im, sr = sn.re, si = sn.im;
-        const long double nxr = cs * xr + (sr * yr - si * yi), nxi = cs * xi + (sr * yi + si * yr);
-        const long double nyr = cs * yr - (sr * xr + si * xi), nyi = cs * yi - (sr * xi - si * xr);
-        p = {T(nxr), T(nxi)};
-        q = {T(nyr), T(nyi)};
-      }
-      if (c.incx != 0 && c.incy != 0) {
-        for (std::size_t i = 0; i < rx.size(); ++i) {
-          EXPECT_NEAR(rx[i].re, wx[i].re, 4 * eps) << i;
-          EXPECT_NEAR(rx[i].im, wx[i].im, 4 * eps) << i;
-        }
-        for (std::size_t i = 0; i < ry.size(); ++i) {
-          EXPECT_NEAR(ry[i].re, wy[i].re, 4 * eps) << i;
-          EXPECT_NEAR(ry[i].im, wy[i].im, 4 * eps) << i;
-        }
-      }
-    } else {
-      EXPECT_EQ(std::memcmp(rx.data(), first_x.data(), rx.size() * sizeof(E)), 0) << build << " x " << c;
-      EXPECT_EQ(std::memcmp(ry.data(), first_y.data(), ry.size() * sizeof(E)), 0) << build << " y " << c;
+  const auto xy = in_every_build<F>(kernel<E>("rot"), [&](F f) {
+    return rotated(c, x, y, [&](E* px, E* py) { f(&c.n, px, &c.incx, py, &c.incy, &cs, &sn); });
+  });
+  const std::vector<E> rx(xy.begin(), xy.begin() + x.size()), ry(xy.begin() + x.size(), xy.end());
+  if (c.incx != 0 && c.incy != 0) {
+    auto wx = x, wy = y;
+    for (int i = 0; i < c.n; ++i) {
+      E& p = wx[first(c.n, c.incx) + i * c.incx];
+      E& q = wy[first(c.n, c.incy) + i * c.incy];
+      const auto xv = val(p), yv = val(q), s = val(sn);
+      const auto nx = (long double)cs * xv + s * yv, ny = (long double)cs * yv - std::conj(s) * xv;
+      p = make<E>(nx.real(), nx.imag()), q = make<E>(ny.real(), ny.imag());
     }
+    EXPECT_TRUE(close_vectors(rx, wx, 4 * eps<E>)) << c;
+    EXPECT_TRUE(close_vectors(ry, wy, 4 * eps<E>)) << c;
   }
   // The same elements at increment 2 go through the strided loop.
   if (c.incx == 1 && c.incy == 1) {
     std::vector<E> sx(2 * x.size()), sy(2 * y.size());
     for (std::size_t i = 0; i < x.size(); ++i) sx[2 * i] = x[i], sy[2 * i] = y[i];
     const int two = 2;
-    auto f = orb::test::kernel_of<F>(orb::test::runnable_builds().front(), name);
-    f(&c.n, sx.data(), &two, sy.data(), &two, &cs, &sn);
-    for (std::size_t i = 0; i < x.size(); ++i) {
-      EXPECT_TRUE(same_bits(sx[2 * i].re, first_x[i].re) && same_bits(sx[2 * i].im, first_x[i].im)) << i;
-      EXPECT_TRUE(same_bits(sy[2 * i].re, first_y[i].re) && same_bits(sy[2 * i].im, first_y[i].im)) << i;
-    }
+    orb::test::kernel_of<F>(orb::test::runnable_builds().front(), kernel<E>("rot").c_str())(&c.n, sx.data(), &two, sy.data(), &two, &cs, &sn);
+    for (std::size_t i = 0; i < x.size(); ++i)
+      ASSERT_TRUE(same_bits(sx[2 * i], rx[i]) && same_bits(sy[2 * i], ry[i])) << c << " strided, element " << i;
   }
 }
 
-TEST_P(Rotation, ComplexRotWithComplexSine) {
-  check_complex_s<orb_complex16, double>(GetParam(), "xzrot");
-  check_complex_s<orb_complex8, float>(GetParam(), "xcrot");
+class Rotation : public ::testing::TestWithParam<Walk> {};
+
+// Every rotation kernel at every walk: real c and s bit for bit against the
+// reference (rot, the complex forms with a real sine, rotm with every flag),
+// a complex sine against extended precision.
+TEST_P(Rotation, EveryKernel) {
+  const Walk& c = GetParam();
+  check_rot<double, double>(c, "xdrot", 0.8, 0.6);
+  check_rot<double, double>(c, "xdrot", -0.28, 0.96);
+  check_rot<float, float>(c, "xsrot", 0.6f, -0.8f);
+  check_rot<orb_complex16, double>(c, "xzdrot", 0.8, 0.6);
+  check_rot<orb_complex8, float>(c, "xcsrot", 0.28f, -0.96f);
+  // Entries of H that are not 1 or -1, so a body that multiplied by the
+  // wrong entry, or by an implicit one, would show.
+  for (float flag : {-1.0f, 0.0f, 1.0f, -2.0f}) {
+    const double p[5] = {flag, 0.75, -1.25, 0.3125, 1.5};
+    const float pf[5] = {flag, 1.75f, 0.625f, -0.375f, 0.5f};
+    check_rotm<double>(c, "xdrotm", p);
+    check_rotm<float>(c, "xsrotm", pf);
+  }
+  check_complex_s<orb_complex16>(c);
+  check_complex_s<orb_complex8>(c);
 }
 
 INSTANTIATE_TEST_SUITE_P(Walks, Rotation, ::testing::ValuesIn(cases()));
 
-// n < 1: no access to the vectors, nor to c and s (nor to param).
-TEST(Rotation, EmptyLengthTouchesNothing) {
+// n < 1: no access to the vectors, nor to c and s (nor to param); flag -2
+// means H = I: nothing is read beyond the flag.
+TEST(Rotation, NoWorkTouchesNothing) {
   void* bad = orb::test::faulting_pointer();
   auto* d = static_cast<double*>(bad);
   auto* s = static_cast<float*>(bad);
   auto* z = static_cast<orb_complex16*>(bad);
   auto* c = static_cast<orb_complex8*>(bad);
+  const int one = 1;
   for (int n : {0, -1}) {
-    const int one = 1;
     orb_blas_drot(&n, d, &one, d, &one, d, d);
     orb_blas_srot(&n, s, &one, s, &one, s, s);
     orb_blas_zrot(&n, z, &one, z, &one, d, z);
@@ -246,16 +159,11 @@ TEST(Rotation, EmptyLengthTouchesNothing) {
     orb_blas_drotm(&n, d, &one, d, &one, d);
     orb_blas_srotm(&n, s, &one, s, &one, s);
   }
-}
-
-// Flag -2 means H = I: nothing is read beyond the flag.
-TEST(Rotation, RotmFlagMinusTwoTouchesNoVector) {
-  void* bad = orb::test::faulting_pointer();
-  const int n = 5, one = 1;
-  const double pd[5] = {-2.0, std::nan(""), std::nan(""), std::nan(""), std::nan("")};
-  const float ps[5] = {-2.0f, 0, 0, 0, 0};
-  orb_blas_drotm(&n, static_cast<double*>(bad), &one, static_cast<double*>(bad), &one, pd);
-  orb_blas_srotm(&n, static_cast<float*>(bad), &one, static_cast<float*>(bad), &one, ps);
+  const int n = 5;
+  const double pd[5] = {-2.0, NAN, NAN, NAN, NAN};
+  const float ps[5] = {-2.0f, NAN, NAN, NAN, NAN};
+  orb_blas_drotm(&n, d, &one, d, &one, pd);
+  orb_blas_srotm(&n, s, &one, s, &one, ps);
 }
 
 // ---------------------------------------------------------------- rotg
@@ -276,7 +184,7 @@ void rotg_against_reference(const char* ref_name, rotg_fn<T> mine) {
   std::mt19937 g(7);
   std::uniform_real_distribution<double> m(-1.0, 1.0);
   std::uniform_int_distribution<int> e(-30, 30);
-  for (int k = 0; k < 20000; ++k) {
+  for (int k = 0; k < 5000; ++k) {
     T a = T(std::ldexp(m(g), e(g))), b = T(std::ldexp(m(g), e(g)));
     if (k % 7 == 0) b = (k % 2 ? a : -a);  // equal magnitudes: b decides
     T a1 = a, b1 = b, c1, s1, a2 = a, b2 = b, c2, s2;
@@ -337,7 +245,7 @@ void crotg_against_reference(const char* ref_name, void (*mine)(E*, const E*, T*
   std::uniform_real_distribution<double> m(-1.0, 1.0);
   std::uniform_int_distribution<int> e(-20, 20);
   const double tol = 16 * std::numeric_limits<T>::epsilon();
-  for (int k = 0; k < 20000; ++k) {
+  for (int k = 0; k < 5000; ++k) {
     const int ea = e(g), eb = e(g);
     const E a = {T(std::ldexp(m(g), ea)), T(std::ldexp(m(g), ea))};
     const E b = {T(std::ldexp(m(g), eb)), T(std::ldexp(m(g), eb))};
@@ -429,7 +337,7 @@ void rotmg_sweep(const char* ref_name, rotmg_fn<T> mine, double tol_ref, double 
   std::uniform_real_distribution<double> m(-1.0, 1.0);
   std::uniform_int_distribution<int> ed(-40, 40), ex(-10, 10);
   int compared = 0, rescaled = 0, reference_wrong = 0;
-  for (int k = 0; k < 40000; ++k) {
+  for (int k = 0; k < 20000; ++k) {
     T d1 = T(std::ldexp(std::fabs(m(g)), ed(g))), d2 = T(std::ldexp(std::fabs(m(g)), ed(g)));
     T x1 = T(std::ldexp(m(g), ex(g))), y1 = T(std::ldexp(m(g), ex(g)));
     if (k % 11 == 0) d1 = -d1;
@@ -473,35 +381,30 @@ void rotmg_sweep(const char* ref_name, rotmg_fn<T> mine, double tol_ref, double 
   }
   // Wide exponents make multi-step rescaling common, where the reference
   // goes wrong; enough single-step and unscaled cases remain to compare.
-  EXPECT_GT(compared, 2000);
-  EXPECT_GT(rescaled, 300);
+  EXPECT_GT(compared, 1000);
+  EXPECT_GT(rescaled, 150);
   EXPECT_GT(reference_wrong, 0) << "the reference no longer refills H at every step: compare everything";
 }
 
 TEST(Rotmg, DoubleMatchesReferenceAndIdentities) { rotmg_sweep<double>("drotmg_", orb_blas_drotmg, 1e-12, 1e-13); }
 TEST(Rotmg, FloatMatchesReferenceAndIdentities) { rotmg_sweep<float>("srotmg_", orb_blas_srotmg, 2e-6, 2e-6); }
 
-TEST(Rotmg, FailureWritesTheZeroPattern) {
-  // d1 < 0, and q2 < 0 with |d1 x1^2| <= |d2 y1^2|.
-  const double in[][4] = {{-1, 2, 3, 4}, {-0.0 - 1e-300, 1, 1, 1}, {1, -1, 0, 1}, {0, -2, 5, 1}};
-  for (const auto& v : in) {
+// Unusable inputs (d1 < 0, or q2 < 0 with |d1 x1^2| <= |d2 y1^2|) write
+// flag -1 and +0 everywhere else; a zero second component (d2 y1 = 0)
+// changes nothing but the flag, -2.
+TEST(Rotmg, FailureAndZeroSecondComponent) {
+  for (auto v : {std::array<double, 4>{-1, 2, 3, 4}, {-0.0 - 1e-300, 1, 1, 1}, {1, -1, 0, 1}, {0, -2, 5, 1}}) {
     Rotmg<double> r{v[0], v[1], v[2], v[3], {7, 7, 7, 7, 7}};
     r.run(orb_blas_drotmg);
     EXPECT_EQ(r.param[0], -1.0);
-    for (int i = 1; i < 5; ++i) EXPECT_TRUE(same_bits(r.param[i], 0.0)) << i;
-    EXPECT_TRUE(same_bits(r.d1, 0.0) && same_bits(r.d2, 0.0) && same_bits(r.x1, 0.0));
+    for (double e : {r.param[1], r.param[2], r.param[3], r.param[4], r.d1, r.d2, r.x1}) EXPECT_TRUE(same_bits(e, 0.0));
   }
-}
-
-TEST(Rotmg, ZeroSecondComponentChangesNothingButTheFlag) {
   for (auto v : {std::array<double, 4>{2, 0, 3, 5}, {2, 3, 4, 0}, {0, 0, 0, 0}}) {
     Rotmg<double> r{v[0], v[1], v[2], v[3], {7, 7, 7, 7, 7}};
     r.run(orb_blas_drotmg);
     EXPECT_EQ(r.param[0], -2.0);
     for (int i = 1; i < 5; ++i) EXPECT_EQ(r.param[i], 7.0);
-    EXPECT_EQ(r.d1, v[0]);
-    EXPECT_EQ(r.d2, v[1]);
-    EXPECT_EQ(r.x1, v[2]);
+    EXPECT_TRUE(r.d1 == v[0] && r.d2 == v[1] && r.x1 == v[2]);
   }
 }
 
@@ -529,23 +432,6 @@ TEST(Rotmg, UnitDiagonalFormUsesFusedU) {
     EXPECT_TRUE(same_bits(r.d2, d2 * (1.0 / u))) << x1;
   }
   EXPECT_GT(seen_difference, 0) << "no input tells a fused u from an unfused one";
-}
-
-// Flag 1 without rescaling: h11 = (x1 / p2) d1, h22 = (x1 / p2) d2,
-// u = 1 + h11 h22 fused, x1 := y1 u, and d1, d2 trade places over u.
-TEST(Rotmg, UnitAntiDiagonalForm) {
-  const double d1 = 0.5, d2 = 1.5, x1 = 0.3, y1 = 2.0;
-  const double p2 = d2 * y1, t = x1 / p2, h11 = t * d1, h22 = t * d2, u = std::fma(h11, h22, 1.0);
-  Rotmg<double> r{d1, d2, x1, y1, {7, 7, 7, 7, 7}};
-  r.run(orb_blas_drotmg);
-  EXPECT_EQ(r.param[0], 1.0);
-  EXPECT_TRUE(same_bits(r.param[1], h11));
-  EXPECT_TRUE(same_bits(r.param[4], h22));
-  EXPECT_EQ(r.param[2], 7.0);
-  EXPECT_EQ(r.param[3], 7.0);
-  EXPECT_TRUE(same_bits(r.x1, y1 * u));
-  EXPECT_TRUE(same_bits(r.d1, d2 * (1.0 / u)));
-  EXPECT_TRUE(same_bits(r.d2, d1 * (1.0 / u)));
 }
 
 // A d2 of at least gamsq met while H has a unit diagonal is not brought
@@ -600,7 +486,8 @@ TEST(Rotmg, RescalingStepsOfD1) {
     EXPECT_TRUE(same_bits(r.param[2], h21));
     EXPECT_EQ(r.param[4], 1.0);
   }
-  {  // Small d1, flag 1: two growing steps.
+  {  // Small d1, flag 1 (u = 1 + h11 h22 fused, d1 and d2 trade places
+     // over u): two growing steps.
     const double d1 = 0x1p-60, d2 = 1.0, x1 = 1.0, y1 = 1.0;
     Rotmg<double> r{d1, d2, x1, y1, {7, 7, 7, 7, 7}};
     r.run(orb_blas_drotmg);

@@ -22,75 +22,44 @@ template <class E>
 using ref_gemv_fn = void (*)(const char*, const int*, const int*, const E*, const E*, const int*, const E*,
                              const int*, const E*, E*, const int*, std::size_t);
 
-template <class E> gemv_fn<E> pub_gemv();
-template <> gemv_fn<float> pub_gemv<float>() { return orb_blas_sgemv; }
-template <> gemv_fn<double> pub_gemv<double>() { return orb_blas_dgemv; }
-template <> gemv_fn<orb_complex8> pub_gemv<orb_complex8>() { return orb_blas_cgemv; }
-template <> gemv_fn<orb_complex16> pub_gemv<orb_complex16>() { return orb_blas_zgemv; }
-
 template <class E>
 class Gemv : public ::testing::Test {};
 using Types = ::testing::Types<float, double, orb_complex8, orb_complex16>;
 TYPED_TEST_SUITE(Gemv, Types);
 
-// Sizes from below one vector to several unrolled steps, all transposes,
-// positive and negative strides: the public routine against the reference.
-TYPED_TEST(Gemv, MatchesReferenceBlas) {
+// Sizes from below one vector to several unrolled steps, all transposes:
+// the public routine against the reference. Every build runs the same
+// order of operations, also on strided vectors (x backwards), so each
+// gives the bits of the public unit-stride call, and leaves the gaps alone.
+TYPED_TEST(Gemv, MatchesReferenceSameBitsInEveryBuildAndStride) {
   using E = TypeParam;
   const auto ref = reference<ref_gemv_fn<E>>((letter<E>() + "gemv_").c_str());
-  const int sizes[] = {1, 7, 9, 33, 130};
+  const std::string name = "x" + letter<E>() + "gemv";
+  const int sizes[] = {1, 7, 9, 33, 77, 130};
+  const E alpha = make<E>(0.75, -0.5), beta = make<E>(-1.25, 0.25);
   unsigned seed = 1;
   for (const char tr : {'N', 'T', 'C'})
     for (const int m : sizes)
-      for (const int n : sizes)
-        for (const int incx : {1, -2})
-          for (const int incy : {1, 3}) {
-            const int lda = m + 3;
-            const bool nt = tr == 'N';
-            const int lx = nt ? n : m, ly = nt ? m : n;
-            const auto a = rnd<E>(std::size_t(lda) * n, seed++);
-            const auto x = rnd<E>(span(lx, incx), seed++);
-            auto y = rnd<E>(span(ly, incy), seed++);
-            auto y_ref = y;
-            const E alpha = make<E>(0.75, -0.5), beta = make<E>(-1.25, 0.25);
-            pub_gemv<E>()(&tr, &m, &n, &alpha, a.data(), &lda, x.data(), &incx, &beta, y.data(), &incy);
-            ref(&tr, &m, &n, &alpha, a.data(), &lda, x.data(), &incx, &beta, y_ref.data(), &incy, 1);
-            ASSERT_TRUE(close(y, y_ref, 4.0L * (lx + 2))) << tr << " m=" << m << " n=" << n << " incx=" << incx
-                                                          << " incy=" << incy;
-          }
-}
-
-// Every build runs the same order of operations, so all give the same bits;
-// and a strided call gives the bits of the unit-stride one.
-TYPED_TEST(Gemv, SameBitsInEveryBuildAndStride) {
-  using E = TypeParam;
-  const std::string name = "x" + letter<E>() + "gemv";
-  for (const char tr : {'N', 'T', 'C'}) {
-    const int m = 77, n = 45, lda = 80, one = 1, inc = -3;
-    const bool nt = tr == 'N';
-    const int lx = nt ? n : m, ly = nt ? m : n;
-    const auto a = rnd<E>(std::size_t(lda) * n, 7);
-    const auto x = rnd<E>(lx, 8);
-    const auto y0 = rnd<E>(ly, 9);
-    const E alpha = make<E>(1.5, 0.5), beta = make<E>(0.5, -1);
-    std::vector<E> first;
-    for (const char* tag : runnable_builds()) {
-      auto y = y0;
-      kernel_of<gemv_fn<E>>(tag, name.c_str())(&tr, &m, &n, &alpha, a.data(), &lda, x.data(), &one, &beta,
-                                                y.data(), &one);
-      if (first.empty()) first = y;
-      EXPECT_TRUE(same(y, first)) << tag << " " << tr;
-      // The same product with both vectors strided backwards.
-      std::vector<E> xs(span(lx, inc)), ys(span(ly, inc));
-      for (int i = 0; i < lx; ++i) xs[at(lx, inc, i)] = x[i];
-      for (int i = 0; i < ly; ++i) ys[at(ly, inc, i)] = y0[i];
-      kernel_of<gemv_fn<E>>(tag, name.c_str())(&tr, &m, &n, &alpha, a.data(), &lda, xs.data(), &inc, &beta,
-                                                ys.data(), &inc);
-      std::vector<E> back(ly);
-      for (int i = 0; i < ly; ++i) back[i] = ys[at(ly, inc, i)];
-      EXPECT_TRUE(same(back, first)) << tag << " strided " << tr;
-    }
-  }
+      for (const int n : sizes) {
+        const int lda = m + 3, one = 1, incx = -2, incy = 3;
+        const int lx = tr == 'N' ? n : m, ly = tr == 'N' ? m : n;
+        const auto a = rnd<E>(std::size_t(lda) * n, seed++);
+        const auto x = rnd<E>(lx, seed++);
+        const auto y0 = rnd<E>(ly, seed++);
+        auto y = y0, y_ref = y0;
+        pub<E>::gemv(&tr, &m, &n, &alpha, a.data(), &lda, x.data(), &one, &beta, y.data(), &one);
+        ref(&tr, &m, &n, &alpha, a.data(), &lda, x.data(), &one, &beta, y_ref.data(), &one, 1);
+        ASSERT_TRUE(close(y, y_ref, 4.0L * (lx + 2))) << tr << " m=" << m << " n=" << n;
+        std::vector<E> xs(span(lx, incx)), ys0(span(ly, incy)), want(ys0.size());
+        for (int i = 0; i < lx; ++i) xs[at(lx, incx, i)] = x[i];
+        for (int i = 0; i < ly; ++i) ys0[at(ly, incy, i)] = y0[i], want[at(ly, incy, i)] = y[i];
+        for (const char* tag : runnable_builds()) {
+          auto ys = ys0;
+          kernel_of<gemv_fn<E>>(tag, name.c_str())(&tr, &m, &n, &alpha, a.data(), &lda, xs.data(), &incx, &beta,
+                                                    ys.data(), &incy);
+          ASSERT_TRUE(same(ys, want)) << tag << " strided " << tr << " m=" << m << " n=" << n;
+        }
+      }
 }
 
 // Without transpose each y(i) takes its columns in order, one fused step
@@ -143,54 +112,22 @@ void incy_zero_scales_honestly(const char* tag) {
   EXPECT_EQ(y[0], std::ldexp(1.0, 40));
 }
 
-void alpha_beta_zero_never_reads_a(const char* tag) {
+// Alpha 0 never reads A or x; beta 0 never reads y either.
+void alpha_zero_never_reads_a(const char* tag) {
   const int m = 19, n = 7, lda = 19, one = 1;
-  const double nan = std::numeric_limits<double>::quiet_NaN();
-  std::vector<double> y(19, nan);
   const double zero = 0.0;
   const auto* bad = static_cast<const double*>(faulting_pointer());
-  for (const char tr : {'N', 'T'}) {
-    kernel_of<gemv_fn<double>>(tag, "xdgemv")(&tr, &m, &n, &zero, bad, &lda, bad, &one, &zero, y.data(), &one);
-    for (int i = 0; i < (tr == 'N' ? m : n); ++i) EXPECT_TRUE(orb::test::same_bits(y[i], 0.0)) << i;
-  }
-  std::vector<orb_complex16> yz(19, orb_complex16{nan, nan});
+  for (const char tr : {'N', 'T'})
+    for (const double beta : {0.0, 0.5}) {
+      std::vector<double> y(19, beta == 0 ? NAN : 2.0);
+      kernel_of<gemv_fn<double>>(tag, "xdgemv")(&tr, &m, &n, &zero, bad, &lda, bad, &one, &beta, y.data(), &one);
+      for (int i = 0; i < (tr == 'N' ? m : n); ++i) EXPECT_TRUE(orb::test::same_bits(y[i], 2.0 * beta)) << tr << i;
+    }
+  std::vector<orb_complex16> yz(19, orb_complex16{NAN, NAN});
   const orb_complex16 z0{0, 0};
   const auto* badz = static_cast<const orb_complex16*>(faulting_pointer());
   kernel_of<gemv_fn<orb_complex16>>(tag, "xzgemv")("C", &m, &n, &z0, badz, &lda, badz, &one, &z0, yz.data(), &one);
   for (int i = 0; i < n; ++i) EXPECT_TRUE(yz[i].re == 0.0 && yz[i].im == 0.0) << i;
-}
-
-void nan_in_a_is_not_read_when_alpha_is_zero(const char* tag) {
-  const int m = 9, n = 9, lda = 9, one = 1;
-  std::vector<double> a(81, std::numeric_limits<double>::quiet_NaN()), x(9, 1.0), y(9, 2.0);
-  const double alpha = 0.0, beta = 0.5;
-  kernel_of<gemv_fn<double>>(tag, "xdgemv")("T", &m, &n, &alpha, a.data(), &lda, x.data(), &one, &beta, y.data(),
-                                             &one);
-  for (double v : y) EXPECT_EQ(v, 1.0);
-}
-
-void thin_shapes(const char* tag) {
-  // n = 1 runs only the left-over column; m < 8 only the masked step.
-  for (const auto& [m, n] : {std::pair{5, 1}, std::pair{3, 11}, std::pair{1, 1}, std::pair{7, 9}}) {
-    for (const char tr : {'N', 'T'}) {
-      const int lda = m, one = 1;
-      const auto a = rnd<double>(std::size_t(m) * n, 3);
-      const int lx = tr == 'N' ? n : m, ly = tr == 'N' ? m : n;
-      const auto x = rnd<double>(lx, 4);
-      auto y = rnd<double>(ly, 5);
-      std::vector<std::complex<long double>> want(ly);
-      for (int i = 0; i < ly; ++i) {
-        long double s = 0;
-        for (int k = 0; k < lx; ++k)
-          s += (long double)(tr == 'N' ? a[std::size_t(k) * lda + i] : a[std::size_t(i) * lda + k]) * x[k];
-        want[i] = 2.0L * s + 0.5L * y[i];
-      }
-      const double alpha = 2.0, beta = 0.5;
-      kernel_of<gemv_fn<double>>(tag, "xdgemv")(&tr, &m, &n, &alpha, a.data(), &lda, x.data(), &one, &beta,
-                                                 y.data(), &one);
-      EXPECT_TRUE(close(y, want, 16)) << m << "x" << n << tr;
-    }
-  }
 }
 
 class GemvEdge : public ::testing::TestWithParam<Edge> {};
@@ -202,9 +139,7 @@ TEST_P(GemvEdge, InEveryBuild) {
 }
 INSTANTIATE_TEST_SUITE_P(Edges, GemvEdge,
                          ::testing::Values(Edge{"incy_zero", incy_zero_scales_honestly},
-                                           Edge{"alpha_beta_zero", alpha_beta_zero_never_reads_a},
-                                           Edge{"nan_a_alpha_zero", nan_in_a_is_not_read_when_alpha_is_zero},
-                                           Edge{"thin", thin_shapes}),
+                                           Edge{"alpha_zero", alpha_zero_never_reads_a}),
                          [](const auto& i) { return std::string(i.param.name); });
 
 // ---- Real matrix, complex vectors ------------------------------------------------
@@ -265,12 +200,6 @@ TEST(MixedGemv, AlphaZeroOnlyScales) {
 template <class E>
 using gem2v_fn = void (*)(const int*, const int*, const E*, const E*, const int*, const E*, const int*, const E*,
                           const int*, const E*, E*, const int*, E*, const int*);
-template <class E> gem2v_fn<E> pub_gem2v();
-template <> gem2v_fn<float> pub_gem2v<float>() { return orb_blas_sgem2vu; }
-template <> gem2v_fn<double> pub_gem2v<double>() { return orb_blas_dgem2vu; }
-template <> gem2v_fn<orb_complex8> pub_gem2v<orb_complex8>() { return orb_blas_cgem2vc; }
-template <> gem2v_fn<orb_complex16> pub_gem2v<orb_complex16>() { return orb_blas_zgem2vc; }
-
 template <class E>
 class Gem2v : public ::testing::Test {};
 TYPED_TEST_SUITE(Gem2v, Types);
@@ -302,7 +231,7 @@ TYPED_TEST(Gem2v, MatchesPlainLoops) {
           for (int i = 0; i < m; ++i) s += std::conj(val(a[std::size_t(j) * lda + i])) * val(x2[at(m, inc, i)]);
           w2[at(n, inc, j)] = al * s + be * w2[at(n, inc, j)];
         }
-        pub_gem2v<E>()(&m, &n, &alpha, a.data(), &lda, x1.data(), &inc, x2.data(), &inc, &beta, y1.data(), &inc,
+        pub<E>::gem2v(&m, &n, &alpha, a.data(), &lda, x1.data(), &inc, x2.data(), &inc, &beta, y1.data(), &inc,
                        y2.data(), &inc);
         ASSERT_TRUE(close(y1, w1, 4.0L * (n + 2))) << m << "x" << n << " inc " << inc;
         ASSERT_TRUE(close(y2, w2, 4.0L * (m + 2))) << m << "x" << n << " inc " << inc;

@@ -90,6 +90,22 @@ inline std::string type_letter(const std::type_info& t) {
 }
 template <class E> std::string letter() { return type_letter(typeid(E)); }
 
+// The public routines of one element type; symv is hemv for complex.
+template <class E> struct pub;
+#define ORB_PUB(E, t, sy, g2)                                    \
+  template <> struct pub<E> {                                    \
+    static constexpr auto gemv = orb_blas_##t##gemv;             \
+    static constexpr auto gem2v = orb_blas_##t##gem2v##g2;       \
+    static constexpr auto symv = orb_blas_##t##sy##mv;           \
+    static constexpr auto trsv = orb_blas_##t##trsv;             \
+    static constexpr auto trmv = orb_blas_##t##trmv;             \
+  };
+ORB_PUB(float, s, sy, u)
+ORB_PUB(double, d, sy, u)
+ORB_PUB(orb_complex8, c, he, c)
+ORB_PUB(orb_complex16, z, he, c)
+#undef ORB_PUB
+
 // Restores the allocation hook whatever a test does.
 struct no_memory {
   explicit no_memory(long nth = 1) { orb_test_fail_allocation(nth, 1); }
