@@ -122,9 +122,9 @@ TEST(Trsm, OlderComplexFormAgreesWithTheReference) {
   const T alphas[] = {make<T>(0), make<T>(1), make<T>(-0.7, 0.4)};
   unsigned seed = 40;
   each_letters([&](char s, char u, char t, char d) {
-    for (auto [m, n] : {std::pair{1, 1}, std::pair{7, 5}, std::pair{300, 5}, std::pair{5, 300}, std::pair{19, 37}})
-      for (const T& alpha : alphas) {
-        const problem<T> p(s, u, t, d, m, n, ++seed);
+    for (auto [m, n] : {std::pair{1, 1}, std::pair{7, 5}, std::pair{300, 5}, std::pair{5, 300}, std::pair{19, 37}}) {
+        const T& alpha = alphas[++seed % 3];
+        const problem<T> p(s, u, t, d, m, n, seed);
         const auto want = p.run(ref, alpha);
         std::vector<T> first;
         for (const char* tag : runnable_builds()) {
@@ -136,7 +136,7 @@ TEST(Trsm, OlderComplexFormAgreesWithTheReference) {
           if (first.empty()) first = x;
           else EXPECT_TRUE(same_bits(x, first)) << label(op::trsm, p) << " v1 build " << tag;
         }
-      }
+    }
   });
   const auto f = kernel_of<trx_fn<T>>(runnable_builds().front(), "xctrsm_v1");
   // (The reference divides on the left only: on the right it multiplies by
