@@ -155,16 +155,6 @@ TEST(SymmFamily, EqualsPackedGemmOnMirroredMatrix) {
   exact_against_packed_gemm<orb_complex16>(true);
 }
 
-TEST(SymmFamily, QuickReturnsTouchNothing) {
-  auto* bad = static_cast<double*>(faulting_pointer());
-  const int n = 5, zero = 0, ld = 5;
-  const double one = 1, nil = 0;
-  dsymm_("L", "U", &zero, &n, &one, bad, &ld, bad, &ld, &nil, bad, &ld);
-  dsymm_("R", "L", &n, &zero, &one, bad, &ld, bad, &ld, &nil, bad, &ld);
-  dsymm_("R", "L", &n, &n, &nil, bad, &ld, bad, &ld, &one, bad, &ld);
-  SUCCEED();
-}
-
 TEST(SymmFamily, ThreadCountsGiveTheSameBits) {
   for (char side : {'L', 'R'})
     for (int size : {90, 200}) {

@@ -1,9 +1,12 @@
 // Illegal arguments of SYMM, HEMM, SYRK, HERK, SYR2K, HER2K and GEMMT in
 // the three forms (orb_blas_*, the Fortran names, CBLAS in both layouts):
 // the first illegal argument is reported with the reference routine's name
-// and position, and C is not touched. Also the verbose line.
+// and position, and C is not touched. Also the verbose lines of level 3.
+#include <algorithm>
 #include <cctype>
+#include <cstdio>
 
+#include "orb/orb_blas.h"
 #include "tests/blas/level3/syx_support.hpp"
 #include "tests/blas/level3/xerbla_capture.hpp"
 
@@ -279,19 +282,31 @@ TEST(SyxErrors, CblasGemmtLayouts) {
     }
 }
 
-// ORB_VERBOSE prints one line per call, as level 2 does.
-TEST(SyxErrors, VerboseLine) {
-  const int n = 2, k = 1, ld = 2;
-  double a[2] = {1, 2}, c[4] = {0, 0, 0, 0};
+// With verbose mode on, each call prints one line with its name and
+// arguments, and still computes.
+TEST(Level3, VerboseLines) {
+  const int n = 2, k = 1, ld = 2, m3 = 3, ld3 = 3, zm = 2, zn = 3, zk = 4;
+  double a[9] = {1, 2, 1, 1, 1, 1, 1, 1, 1}, b[6] = {1, 1, 1, 1, 1, 1}, c[4] = {0, 0, 0, 0}, r[12] = {};
   const double one = 1;
+  const orb_complex16 alpha{1, 1}, beta{0, 0};
+  std::vector<orb_complex16> z(12, orb_complex16{1, 0}), zc(6);
   int* mode = orb_serv_verbose_mode();
   const int saved = *mode;
   *mode = 1;
   ::testing::internal::CaptureStdout();
   dsyrk_("L", "N", &n, &k, &one, a, &ld, &one, c, &ld);
+  orb_blas_dtrsm("L", "U", "N", "N", &m3, &n, &one, a, &ld3, b, &ld3);
+  orb_blas_dptrmm("R", "L", "T", "U", &m3, &n, &one, a, b, &ld3);
+  zgemm3m_("N", "T", &zm, &zn, &zk, &alpha, z.data(), &zm, z.data(), &zn, &beta, zc.data(), &zm);
+  dzgemm_("N", "T", &zm, &zn, &zk, &alpha, r, &zm, z.data(), &zn, &beta, zc.data(), &zm);
+  std::fflush(stdout);
   const std::string out = ::testing::internal::GetCapturedStdout();
   *mode = saved;
-  EXPECT_NE(out.find("DSYRK(L,N,2,1,"), std::string::npos) << out;
+  EXPECT_EQ(out.rfind("orb_verbose: DSYRK(L,N,2,1,", 0), 0u) << out;
+  for (const char* line : {"\norb_verbose: DTRSM(L,U,N,N,3,2,", "\norb_verbose: DPTRMM(R,L,T,U,3,2,",
+                           "\norb_verbose: ZGEMM3M(N,T,2,3,4,", "\norb_verbose: DZGEMM(N,T,2,3,4,"})
+    EXPECT_NE(out.find(line), std::string::npos) << line << out;
+  EXPECT_EQ(std::count(out.begin(), out.end(), '\n'), 5);
   EXPECT_EQ(c[0], 1);
   EXPECT_EQ(c[1], 2);
   EXPECT_EQ(c[3], 4);

@@ -85,28 +85,6 @@ TEST(Trsm, ComplexDiagonalsOfExtremeModulus) {
 
 namespace {
 
-// With verbose mode on, each call prints one line with its arguments.
-TEST(Trsm, VerboseLines) {
-  int* mode = orb_serv_verbose_mode();
-  const int saved = *mode;
-  *mode = 1;
-  std::vector<double> a(9, 1.0), b(6, 1.0);
-  const int m = 3, n = 2, lda = 3, ldb = 3;
-  const double alpha = 1;
-  testing::internal::CaptureStdout();
-  orb_blas_dtrsm("L", "U", "N", "N", &m, &n, &alpha, a.data(), &lda, b.data(), &ldb);
-  orb_blas_dptrmm("R", "L", "T", "U", &m, &n, &alpha, a.data(), b.data(), &ldb);
-  const std::string out = testing::internal::GetCapturedStdout();
-  *mode = saved;
-  EXPECT_EQ(out.rfind("orb_verbose: DTRSM(L,U,N,N,3,2,", 0), 0u) << out;
-  EXPECT_NE(out.find("\norb_verbose: DPTRMM(R,L,T,U,3,2,"), std::string::npos) << out;
-  EXPECT_EQ(std::count(out.begin(), out.end(), '\n'), 2);
-}
-
-}  // namespace
-
-namespace {
-
 using namespace orb::test::trx;
 using orb::test::kernel_of;
 using orb::test::reference;
