@@ -17,6 +17,7 @@
 #include "orb/orb_blas.h"
 #include "orb/orb_blas_fortran.h"
 #include "orb/orb_service.h"
+#include "tests/blas/level3/syx_support.hpp"
 #include "tests/blas/level3/xerbla_capture.hpp"
 #include "tests/support/oracle.hpp"
 
@@ -339,10 +340,7 @@ TEST(Gemm3m, WithoutMemory) {
   without_memory<orb_complex8>();
 }
 
-struct thread_count {
-  explicit thread_count(int n) { orb_set_num_threads(n); }
-  ~thread_count() { orb_set_num_threads(0); }
-};
+using syx::thread_count;
 
 // Every build's kernel gives the loaded build's bits, and so does the
 // public name on two and three threads (its real products run on them).

@@ -66,7 +66,7 @@ void ptrmm_matches_trmm(ptrmm_fn<T> pub, ptrmm_fn<T> fortran) {
       pub(cs, cu, ct, cd, &p.m, &p.n, &alpha, ap.data(), x.data(), &p.ldb);
       orb_test_fail_allocation(0, 0);
       EXPECT_EQ(orb_test_live_blocks(), live);
-      EXPECT_LE(difference(x, want, m, n, p.ldb), scalar<T>::tol) << label(op::trmm, p) << " packed in place";
+      EXPECT_LE(difference(x, want, m, n, p.ldb), tol<T>) << label(op::trmm, p) << " packed in place";
       EXPECT_TRUE(padding_kept(p, x));
     });
 }

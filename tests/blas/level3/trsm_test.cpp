@@ -56,7 +56,7 @@ void diagonal_solve(char side, int m, int n, const T& special, const T& b_scale)
           using L = std::complex<long double>;
           const L want = hit ? L(bi.re, bi.im) / L(special.re, special.im) : L(bi.re, bi.im);
           const L got(xi.re, xi.im);
-          EXPECT_LE(double(std::abs(got - want) / std::abs(want)), scalar<T>::tol) << side << u << m << "x" << n;
+          EXPECT_LE(double(std::abs(got - want) / std::abs(want)), tol<T>) << side << u << m << "x" << n;
         }
       }
   }
@@ -109,7 +109,7 @@ TEST(Trsm, OlderComplexFormAgreesWithTheReference) {
           const auto f = kernel_of<trx_fn<T>>(tag, "xctrsm_v1");
           ASSERT_NE(f, nullptr) << tag;
           const auto x = p.run(f, alpha);
-          EXPECT_LE(difference(x, want, m, n, p.ldb), scalar<T>::tol) << label(op::trsm, p) << " v1 " << tag;
+          EXPECT_LE(difference(x, want, m, n, p.ldb), tol<T>) << label(op::trsm, p) << " v1 " << tag;
           EXPECT_TRUE(padding_kept(p, x));
           if (first.empty()) first = x;
           else EXPECT_TRUE(same_bits(x, first)) << label(op::trsm, p) << " v1 build " << tag;
@@ -123,7 +123,7 @@ TEST(Trsm, OlderComplexFormAgreesWithTheReference) {
     problem<T> p('L', u, 'N', 'N', 9, 9, 3);
     p.a[4 + std::size_t(4) * p.lda] = make<T>(3e-40, 0);
     for (auto& e : p.b) e = make<T>(e.re * 1e-35, e.im * 1e-35);
-    EXPECT_LE(difference(p.run(f, make<T>(1)), p.run(ref, make<T>(1)), 9, 9, p.ldb), scalar<T>::tol) << u;
+    EXPECT_LE(difference(p.run(f, make<T>(1)), p.run(ref, make<T>(1)), 9, 9, p.ldb), tol<T>) << u;
   }
 }
 

@@ -76,7 +76,7 @@ void against_reference(op o, std::initializer_list<std::pair<int, int>> sizes) {
       const T& alpha = alphas[++seed % 3];
       const problem<T> p(s, u, t, d, m, n, seed);
       const auto x = p.run(forms<T>::pub(o), alpha);
-      EXPECT_LE(difference(x, p.run(ref, alpha), m, n, p.ldb), scalar<T>::tol) << label(o, p) << " " << mag(alpha);
+      EXPECT_LE(difference(x, p.run(ref, alpha), m, n, p.ldb), tol<T>) << label(o, p) << " " << mag(alpha);
       EXPECT_TRUE(padding_kept(p, x)) << label(o, p);
     }
   });
@@ -164,7 +164,7 @@ void without_memory(op o) {
         orb_test_fail_allocation(nth, persistent);
         const auto x = p.run(forms<T>::pub(o), alpha);
         orb_test_fail_allocation(0, 0);
-        EXPECT_LE(difference(x, want, m, n, p.ldb), scalar<T>::tol) << label(o, p) << " failing " << nth;
+        EXPECT_LE(difference(x, want, m, n, p.ldb), tol<T>) << label(o, p) << " failing " << nth;
         EXPECT_EQ(orb_test_live_blocks(), live) << label(o, p) << " failing " << nth;
       }
     }
