@@ -194,23 +194,13 @@ TEST(SyrkFamily, BuildsAgreeBitForBit) {
 template <class T>
 void allocation_failures(tri_problem<T> p, bool exact = true) {
   SCOPED_TRACE(::testing::Message() << p);
-  const auto want = p.run_reference();
-  const long live = orb_test_live_blocks();
-  const long before = orb_test_allocation_count();
-  const auto normal = p.run_ours();
-  const long count = orb_test_allocation_count() - before;
-  ASSERT_GE(count, 1);
-  for (long nth = 1; nth <= count + 1; ++nth)
-    for (int persistent : {0, 1}) {
-      orb_test_fail_allocation(nth, persistent);
-      const auto got = p.run_ours();
-      orb_test_fail_allocation(0, 0);
-      EXPECT_TRUE(triangle_near(p, got, want, 2 * p.k + 2)) << "failing allocation " << nth << " " << persistent;
-      if (exact) {
-        EXPECT_TRUE(all_same_bits(got, normal)) << "failing allocation " << nth << " " << persistent;
-      }
-      EXPECT_EQ(orb_test_live_blocks(), live);
+  const auto want = p.run_reference(), normal = p.run_ours();
+  each_allocation_failing([&] { return p.run_ours(); }, [&](const std::vector<T>& got, long nth) {
+    EXPECT_TRUE(triangle_near(p, got, want, 2 * p.k + 2)) << "failing allocation " << nth;
+    if (exact) {
+      EXPECT_TRUE(all_same_bits(got, normal)) << "failing allocation " << nth;
     }
+  });
 }
 
 TEST(SyrkFamily, AllocationFailures) {

@@ -154,20 +154,11 @@ void without_memory(op o) {
     const problem<T> p(s, 'U', 'T', 'N', m, n, 3);
     const T alpha = make<T>(0.75);
     const auto want = p.run(forms<T>::pub(o), alpha);
-    const long before = orb_test_allocation_count();
-    p.run(forms<T>::pub(o), alpha);
-    const long count = orb_test_allocation_count() - before;
-    EXPECT_GT(count, 0) << label(o, p);
-    const long live = orb_test_live_blocks();
-    for (long nth = 1; nth <= count + 1; ++nth) {
-      for (int persistent : {0, 1}) {
-        orb_test_fail_allocation(nth, persistent);
-        const auto x = p.run(forms<T>::pub(o), alpha);
-        orb_test_fail_allocation(0, 0);
-        EXPECT_LE(difference(x, want, m, n, p.ldb), tol<T>) << label(o, p) << " failing " << nth;
-        EXPECT_EQ(orb_test_live_blocks(), live) << label(o, p) << " failing " << nth;
-      }
-    }
+    SCOPED_TRACE(label(o, p));
+    syx::each_allocation_failing([&] { return p.run(forms<T>::pub(o), alpha); },
+                                 [&](const std::vector<T>& x, long nth) {
+                                   EXPECT_LE(difference(x, want, m, n, p.ldb), tol<T>) << "failing " << nth;
+                                 });
   }
 }
 
