@@ -211,13 +211,13 @@ void allocation_failures(tri_problem<T> p, bool exact = true) {
 }
 
 TEST(SyrkFamily, AllocationFailures) {
-  allocation_failures(tri_problem<double>(fam::syrk, 'L', 'N', 0, 150, 40, 1, 0.5, 2.0, 1));
-  allocation_failures(tri_problem<double>(fam::syr2k, 'U', 'T', 0, 150, 40, 1, 0.5, 2.0, 2));
+  allocation_failures(tri_problem<double>(fam::syrk, 'L', 'N', 0, 100, 40, 1, 0.5, 2.0, 1));
+  allocation_failures(tri_problem<double>(fam::syr2k, 'U', 'T', 0, 130, 40, 1, 0.5, 2.0, 2));
   allocation_failures(tri_problem<double>(fam::syr2k, 'L', 'N', 0, 60, 40, 1, 0.5, 2.0, 3), false);
-  allocation_failures(tri_problem<float>(fam::gemmt, 'U', 'N', 'T', 150, 40, 1, 0.5f, 0.0f, 4));
-  allocation_failures(tri_problem<orb_complex8>(fam::herk, 'U', 'C', 0, 150, 40, 1, make<orb_complex8>(1),
+  allocation_failures(tri_problem<float>(fam::gemmt, 'U', 'N', 'T', 100, 40, 1, 0.5f, 0.0f, 4));
+  allocation_failures(tri_problem<orb_complex8>(fam::herk, 'U', 'C', 0, 100, 40, 1, make<orb_complex8>(1),
                                                 make<orb_complex8>(0.5), 5));
-  allocation_failures(tri_problem<orb_complex16>(fam::her2k, 'L', 'N', 0, 150, 40, 1, make<orb_complex16>(1, 1),
+  allocation_failures(tri_problem<orb_complex16>(fam::her2k, 'L', 'N', 0, 130, 40, 1, make<orb_complex16>(1, 1),
                                                  make<orb_complex16>(0.5), 6));
   allocation_failures(tri_problem<orb_complex16>(fam::her2k, 'U', 'C', 0, 90, 40, 1, make<orb_complex16>(1, 1),
                                                  make<orb_complex16>(0.5), 7),

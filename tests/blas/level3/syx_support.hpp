@@ -165,10 +165,11 @@ template <class T> double tolerance(int terms) {
 }
 
 // `got` against `want` on the stored elements (to the tolerance), and the
-// elements outside the triangle left exactly as they were.
-template <class T>
-::testing::AssertionResult triangle_near(const tri_problem<T>& p, const std::vector<T>& got,
-                                         const std::vector<T>& want, int terms) {
+// elements outside the triangle (or, for SYMM, the rows of C) left exactly
+// as they were.
+template <class P, class T>
+::testing::AssertionResult triangle_near(const P& p, const std::vector<T>& got, const std::vector<T>& want,
+                                         int terms) {
   const double tol = tolerance<T>(terms);
   for (int j = 0; j < p.n; ++j)
     for (int i = 0; i < p.ldc; ++i) {
