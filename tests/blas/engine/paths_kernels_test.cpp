@@ -45,25 +45,34 @@ struct problem {
 
 const double kBetas[] = {0.0, 1.0, -0.75};
 
-// ---- Direct routines ---------------------------------------------------------
-
+// `want`, the model's result on the problem, is within rounding of the
+// reference BLAS, and kernel `name` of every build gives its bits. The
+// operators are passed to the kernel as `la`, `lb`.
 template <class T>
-void check_pst(const shape& s, double alpha_re, double alpha_im, double beta_re, double beta_im) {
-  const std::string name = std::string(scalar<T>::x) + "gemm_pst";
-  problem<T> p(s, unsigned(s.m * 131 + s.n * 17 + s.k));
-  const T alpha = make<T>(alpha_re, alpha_im), beta = make<T>(beta_re, beta_im);
-  std::vector<T> want = p.c;
-  pst<T>(s.ta, s.tb, s.m, s.n, s.k, alpha, p.a.data(), p.lda, p.b.data(), p.ldb, beta, want.data(), p.ldc);
+void model_on_every_build(const std::string& name, const problem<T>& p, T alpha, T beta, const std::vector<T>& want,
+                          char la, char lb) {
+  const shape& s = p.s;
   EXPECT_TRUE(near_reference<T>(s.ta, s.tb, s.m, s.n, s.k, alpha, p.a.data(), p.lda, p.b.data(), p.ldb, beta,
                                 p.c.data(), want.data(), p.ldc));
   for (const char* tag : runnable_builds()) {
     auto f = kernel_of<gemm_fn<T>>(tag, name.c_str());
     ASSERT_NE(f, nullptr) << tag << " " << name;
     std::vector<T> got = p.c;
-    f(&s.ta, &s.tb, &s.m, &s.n, &s.k, &alpha, p.a.data(), &p.lda, p.b.data(), &p.ldb, &beta, got.data(), &p.ldc);
+    f(&la, &lb, &s.m, &s.n, &s.k, &alpha, p.a.data(), &p.lda, p.b.data(), &p.ldb, &beta, got.data(), &p.ldc);
     EXPECT_TRUE(same_bits(got, want)) << tag << " " << name << " " << s.ta << s.tb << " m=" << s.m << " n=" << s.n
-                                      << " k=" << s.k << " beta=" << beta_re;
+                                      << " k=" << s.k << " beta=" << re(&beta)[0];
   }
+}
+
+// ---- Direct routines ---------------------------------------------------------
+
+template <class T>
+void check_pst(const shape& s, double alpha_re, double alpha_im, double beta_re, double beta_im) {
+  problem<T> p(s, unsigned(s.m * 131 + s.n * 17 + s.k));
+  const T alpha = make<T>(alpha_re, alpha_im), beta = make<T>(beta_re, beta_im);
+  std::vector<T> want = p.c;
+  pst<T>(s.ta, s.tb, s.m, s.n, s.k, alpha, p.a.data(), p.lda, p.b.data(), p.ldb, beta, want.data(), p.ldc);
+  model_on_every_build(std::string(scalar<T>::x) + "gemm_pst", p, alpha, beta, want, s.ta, s.tb);
 }
 
 const shape kPstShapes[] = {{'N', 'N', 37, 5, 19}, {'N', 'T', 3, 7, 40}, {'T', 'N', 7, 4, 33},
@@ -93,20 +102,11 @@ TEST(GemmPaths, DirectComplexMatchesModelOnEveryBuild) {
 
 template <class T>
 void check_t_smalln(int m, int n, int k, double beta) {
-  const std::string name = std::string(scalar<T>::x) + "gemm_t_smalln";
   problem<T> p({'T', 'N', m, n, k}, unsigned(m + 7 * n + 13 * k));
   const T alpha = T(0.75), b = T(beta);
   std::vector<T> want = p.c;
   t_smalln<T>(m, n, k, alpha, p.a.data(), p.lda, p.b.data(), p.ldb, b, want.data(), p.ldc);
-  EXPECT_TRUE(near_reference<T>('T', 'N', m, n, k, alpha, p.a.data(), p.lda, p.b.data(), p.ldb, b, p.c.data(),
-                                want.data(), p.ldc));
-  for (const char* tag : runnable_builds()) {
-    auto f = kernel_of<gemm_fn<T>>(tag, name.c_str());
-    ASSERT_NE(f, nullptr);
-    std::vector<T> got = p.c;
-    f("T", "N", &m, &n, &k, &alpha, p.a.data(), &p.lda, p.b.data(), &p.ldb, &b, got.data(), &p.ldc);
-    EXPECT_TRUE(same_bits(got, want)) << tag << " " << name << " m=" << m << " n=" << n << " k=" << k;
-  }
+  model_on_every_build(std::string(scalar<T>::x) + "gemm_t_smalln", p, alpha, b, want, 'T', 'N');
 }
 
 TEST(GemmPaths, NarrowTransposedMatchesModelOnEveryBuild) {
@@ -121,19 +121,10 @@ TEST(GemmPaths, NarrowTransposedMatchesModelOnEveryBuild) {
 TEST(GemmPaths, TwoColumnsMatchModelOnEveryBuild) {
   for (int m : {1, 3, 7, 16, 31, 32, 63, 77})
     for (double beta : kBetas) {
-      const int k = 11, n = 2;
-      problem<double> p({'N', 'N', m, n, k}, unsigned(m));
-      const double alpha = -1.5;
+      problem<double> p({'N', 'N', m, 2, 11}, unsigned(m));
       std::vector<double> want = p.c;
-      n_smalln(m, k, alpha, p.a.data(), p.lda, p.b.data(), p.ldb, beta, want.data(), p.ldc);
-      EXPECT_TRUE(near_reference<double>('N', 'N', m, n, k, alpha, p.a.data(), p.lda, p.b.data(), p.ldb, beta,
-                                         p.c.data(), want.data(), p.ldc));
-      for (const char* tag : runnable_builds()) {
-        auto f = kernel_of<gemm_fn<double>>(tag, "dgemm_n_smalln");
-        std::vector<double> got = p.c;
-        f("N", "N", &m, &n, &k, &alpha, p.a.data(), &p.lda, p.b.data(), &p.ldb, &beta, got.data(), &p.ldc);
-        EXPECT_TRUE(same_bits(got, want)) << tag << " m=" << m << " beta=" << beta;
-      }
+      n_smalln(m, 11, -1.5, p.a.data(), p.lda, p.b.data(), p.ldb, beta, want.data(), p.ldc);
+      model_on_every_build("dgemm_n_smalln", p, -1.5, beta, want, 'N', 'N');
     }
 }
 
@@ -175,22 +166,13 @@ TEST(GemmPaths, NocopyKernelsMatchModelOnEveryBuild) {
 
 template <class T>
 void check_sm(char ta, char tb, int m, int n, int k) {
-  const std::string name = std::string(scalar<T>::x) + "gemm_sm_01_10";
   problem<T> p({ta, tb, m, n, k}, unsigned(m * 100 + n * 10 + k));
   const T alpha = make<T>(0.5, -1.25), beta = make<T>(1.0, 0.0);
   std::vector<T> want = p.c;
   sm<T>(ta, tb, m, n, k, alpha, p.a.data(), p.lda, p.b.data(), p.ldb, want.data(), p.ldc);
-  EXPECT_TRUE(near_reference<T>(ta, tb, m, n, k, alpha, p.a.data(), p.lda, p.b.data(), p.ldb, beta, p.c.data(),
-                                want.data(), p.ldc));
-  for (const char* tag : runnable_builds()) {
-    auto f = kernel_of<gemm_fn<T>>(tag, name.c_str());
-    ASSERT_NE(f, nullptr);
-    std::vector<T> got = p.c;
-    // Lower-case operators take the same path.
-    const char la = char(ta | 32), lb = char(tb | 32);
-    f(&la, &lb, &m, &n, &k, &alpha, p.a.data(), &p.lda, p.b.data(), &p.ldb, &beta, got.data(), &p.ldc);
-    EXPECT_TRUE(same_bits(got, want)) << tag << " " << ta << tb << " k=" << k;
-  }
+  // Lower-case operators take the same path.
+  model_on_every_build(std::string(scalar<T>::x) + "gemm_sm_01_10", p, alpha, beta, want, char(ta | 32),
+                       char(tb | 32));
 }
 
 TEST(GemmPaths, TinyComplexMatchModelForEveryUnrolledK) {

@@ -35,42 +35,26 @@ TEST(GemmPackInterface, PackOnceMultiplyMany) {
   ASSERT_EQ(orb_dgemm_pack_create(&store, 'N', x.m, x.k), 0);
   ASSERT_NE(store, nullptr);
   ASSERT_EQ(orb_dgemm_pack(store, 'N', x.m, x.k, 0.75, x.a.data(), x.lda), 0);
-  for (int round = 0; round < 3; ++round) {
-    std::vector<double> b = random_matrix<double>(std::size_t(x.ldb) * x.n, 40 + round);
+  // Rows `first` on of the A at `a`: the result `want` (0: the packed A
+  // used, 1: the plain way) and the product with the packed factor.
+  auto check = [&](int first, const double* a, const std::vector<double>& b, double beta, int want) {
+    const int rows = x.m - first;
     std::vector<double> c = x.c;
-    EXPECT_EQ(orb_dgemm_pack_compute(store, 'N', 'N', x.m, x.n, x.k, x.a.data(), x.lda, b.data(), x.ldb, 0.5,
+    EXPECT_EQ(orb_dgemm_pack_compute(store, 'N', 'N', rows, x.n, x.k, a + first, x.lda, b.data(), x.ldb, beta,
                                      c.data(), x.ldc),
-              0);
-    EXPECT_TRUE(near_reference<double>('N', 'N', x.m, x.n, x.k, 0.75, x.a.data(), x.lda, b.data(), x.ldb, 0.5,
+              want)
+        << "first row " << first;
+    EXPECT_TRUE(near_reference<double>('N', 'N', rows, x.n, x.k, 0.75, a + first, x.lda, b.data(), x.ldb, beta,
                                        x.c.data(), c.data(), x.ldc));
-  }
-  // A block of rows starting on the register tile uses the packed A.
-  {
-    const int first = 16, rows = x.m - first;
-    std::vector<double> c = x.c;
-    EXPECT_EQ(orb_dgemm_pack_compute(store, 'N', 'N', rows, x.n, x.k, x.a.data() + first, x.lda, x.b.data(), x.ldb,
-                                     0.0, c.data(), x.ldc),
-              0);
-    EXPECT_TRUE(near_reference<double>('N', 'N', rows, x.n, x.k, 0.75, x.a.data() + first, x.lda, x.b.data(),
-                                       x.ldb, 0.0, x.c.data(), c.data(), x.ldc));
-  }
-  // One off the tile, or another matrix: the plain way, still right.
-  {
-    const int first = 3, rows = x.m - first;
-    std::vector<double> c = x.c;
-    EXPECT_EQ(orb_dgemm_pack_compute(store, 'N', 'N', rows, x.n, x.k, x.a.data() + first, x.lda, x.b.data(), x.ldb,
-                                     1.0, c.data(), x.ldc),
-              1);
-    EXPECT_TRUE(near_reference<double>('N', 'N', rows, x.n, x.k, 0.75, x.a.data() + first, x.lda, x.b.data(),
-                                       x.ldb, 1.0, x.c.data(), c.data(), x.ldc));
-    std::vector<double> other = x.a;
-    c = x.c;
-    EXPECT_EQ(orb_dgemm_pack_compute(store, 'N', 'N', x.m, x.n, x.k, other.data(), x.lda, x.b.data(), x.ldb, 1.0,
-                                     c.data(), x.ldc),
-              1);
-    EXPECT_TRUE(near_reference<double>('N', 'N', x.m, x.n, x.k, 0.75, other.data(), x.lda, x.b.data(), x.ldb, 1.0,
-                                       x.c.data(), c.data(), x.ldc));
-  }
+  };
+  for (int round = 0; round < 3; ++round)
+    check(0, x.a.data(), random_matrix<double>(std::size_t(x.ldb) * x.n, 40 + round), 0.5, 0);
+  // A block of rows starting on the register tile uses the packed A; one
+  // off the tile, or another matrix, goes the plain way, still right.
+  check(16, x.a.data(), x.b, 0.0, 0);
+  check(3, x.a.data(), x.b, 1.0, 1);
+  const std::vector<double> other = x.a;
+  check(0, other.data(), x.b, 1.0, 1);
   EXPECT_EQ(orb_dgemm_pack_release(store), 0);
   EXPECT_EQ(orb_sgemm_pack_release(store), -1);  // a double store
   EXPECT_EQ(orb_dgemm_pack_destroy(store), 0);

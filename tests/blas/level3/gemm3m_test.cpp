@@ -17,6 +17,7 @@
 #include "orb/orb_blas.h"
 #include "orb/orb_blas_fortran.h"
 #include "orb/orb_service.h"
+#include "tests/blas/level3/syx_support.hpp"
 #include "tests/blas/level3/xerbla_capture.hpp"
 #include "tests/support/oracle.hpp"
 
@@ -37,6 +38,9 @@ template <> struct cx<orb_complex8> {
   static constexpr FnMix mixed = &orb_blas_scgemm;
   static constexpr const char* kernel3m = "xcgemm3m";
   static constexpr const char* kernel_mixed = "xscgemm";
+  static constexpr Fn3m fortran3m = &cgemm3m_;
+  static constexpr FnMix fortran_mixed = &scgemm_;
+  static constexpr auto cblas3m = &cblas_cgemm3m;
 };
 template <> struct cx<orb_complex16> {
   using R = double;
@@ -50,6 +54,9 @@ template <> struct cx<orb_complex16> {
   static constexpr FnMix mixed = &orb_blas_dzgemm;
   static constexpr const char* kernel3m = "xzgemm3m";
   static constexpr const char* kernel_mixed = "xdzgemm";
+  static constexpr Fn3m fortran3m = &zgemm3m_;
+  static constexpr FnMix fortran_mixed = &dzgemm_;
+  static constexpr auto cblas3m = &cblas_zgemm3m;
 };
 
 template <class C>
@@ -333,15 +340,12 @@ TEST(Gemm3m, WithoutMemory) {
   without_memory<orb_complex8>();
 }
 
-struct thread_count {
-  explicit thread_count(int n) { orb_set_num_threads(n); }
-  ~thread_count() { orb_set_num_threads(0); }
-};
+using syx::thread_count;
 
-// Every build's kernel gives the loaded build's bits, and so does the
-// public name on two and three threads (its real products run on them).
+// Every build's kernel gives the loaded build's bits, or the public name
+// on two and three threads does (its real products run on them).
 template <class C>
-void same_bits_everywhere(const shape& s) {
+void same_bits_everywhere(const shape& s, bool threads) {
   const C alpha = mk<C>(0.75, 0.5), beta = mk<C>(-1, 0.25);
   problem<C> p(s.ta, s.tb, s.m, s.n, s.k, 12u);
   std::vector<C> one3m, one_mixed;
@@ -350,7 +354,7 @@ void same_bits_everywhere(const shape& s) {
     one3m = p.run3m(alpha, beta);
     one_mixed = p.run_mixed(alpha, beta);
   }
-  for (const char* tag : runnable_builds()) {
+  for (const char* tag : threads ? std::vector<const char*>{} : runnable_builds()) {
     EXPECT_TRUE(same_bits(p.run(kernel_of<typename cx<C>::Fn3m>(tag, cx<C>::kernel3m), p.a.data(), alpha, beta),
                           one3m))
         << tag << " " << s;
@@ -358,17 +362,22 @@ void same_bits_everywhere(const shape& s) {
         p.run(kernel_of<typename cx<C>::FnMix>(tag, cx<C>::kernel_mixed), p.real_a.data(), alpha, beta), one_mixed))
         << tag << " " << s;
   }
-  for (int threads : {2, 3}) {
-    thread_count t(threads);
-    EXPECT_TRUE(same_bits(p.run3m(alpha, beta), one3m)) << threads << " threads " << s;
-    EXPECT_TRUE(same_bits(p.run_mixed(alpha, beta), one_mixed)) << threads << " threads " << s;
+  for (int count : {2, 3}) {
+    if (!threads) break;
+    thread_count t(count);
+    EXPECT_TRUE(same_bits(p.run3m(alpha, beta), one3m)) << count << " threads " << s;
+    EXPECT_TRUE(same_bits(p.run_mixed(alpha, beta), one_mixed)) << count << " threads " << s;
   }
 }
 
+// Threads: the real products of the first K strip are large enough for a
+// team; two strips of columns (past 192) and of K. Builds: tile tails, two
+// and three strips of K.
 TEST(Gemm3m, SameBitsInEveryBuildAndOnThreads) {
-  same_bits_everywhere<orb_complex16>({'N', 'C', 200, 210, 150});
-  same_bits_everywhere<orb_complex8>({'T', 'N', 300, 200, 280});
-  same_bits_everywhere<orb_complex16>({'C', 'T', 20, 15, 30});
+  same_bits_everywhere<orb_complex16>({'N', 'C', 130, 200, 150}, true);
+  same_bits_everywhere<orb_complex8>({'T', 'N', 160, 130, 140}, true);
+  same_bits_everywhere<orb_complex16>({'C', 'T', 20, 15, 30}, false);
+  same_bits_everywhere<orb_complex8>({'N', 'T', 37, 21, 260}, false);
 }
 
 // ---- Argument checks: GEMM's positions under each routine's own name.
@@ -394,24 +403,18 @@ void bad_arguments() {
   const C alpha = mk<C>(1, 1), beta = mk<C>(0, 0);
   for (const bad_call& t : kBad) {
     xerbla_capture::reset();
-    if constexpr (cx<C>::x[0] == 'z') {
-      zgemm3m_(&t.ta, &t.tb, &t.m, &t.n, &t.k, &alpha, a.data(), &t.lda, b.data(), &t.ldb, &beta, c.data(), &t.ldc);
-    } else {
-      cgemm3m_(&t.ta, &t.tb, &t.m, &t.n, &t.k, &alpha, a.data(), &t.lda, b.data(), &t.ldb, &beta, c.data(), &t.ldc);
-    }
+    cx<C>::fortran3m(&t.ta, &t.tb, &t.m, &t.n, &t.k, &alpha, a.data(), &t.lda, b.data(), &t.ldb, &beta, c.data(),
+                     &t.ldc);
     EXPECT_EQ(xerbla_capture::fortran().name, upper + "GEMM3M");
     EXPECT_EQ(xerbla_capture::fortran().info, t.position);
     xerbla_capture::reset();
-    if constexpr (cx<C>::x[0] == 'z') {
-      dzgemm_(&t.ta, &t.tb, &t.m, &t.n, &t.k, &alpha, ra.data(), &t.lda, b.data(), &t.ldb, &beta, c.data(), &t.ldc);
-    } else {
-      scgemm_(&t.ta, &t.tb, &t.m, &t.n, &t.k, &alpha, ra.data(), &t.lda, b.data(), &t.ldb, &beta, c.data(), &t.ldc);
-    }
+    cx<C>::fortran_mixed(&t.ta, &t.tb, &t.m, &t.n, &t.k, &alpha, ra.data(), &t.lda, b.data(), &t.ldb, &beta,
+                         c.data(), &t.ldc);
     EXPECT_EQ(xerbla_capture::fortran().name, mixed_name);
     EXPECT_EQ(xerbla_capture::fortran().info, t.position);
     // CBLAS, column-major: the same check, one position later; row-major:
     // the transposed call's check (m and n, lda and ldb trade places).
-    const auto cb = cx<C>::x[0] == 'z' ? &cblas_zgemm3m : &cblas_cgemm3m;
+    const auto cb = cx<C>::cblas3m;
     const auto op = [](char ch) { return ch == 'N' ? CblasNoTrans : ch == 'T' ? CblasTrans : CBLAS_TRANSPOSE(99); };
     xerbla_capture::reset();
     cb(CblasColMajor, op(t.ta), op(t.tb), t.m, t.n, t.k, &alpha, a.data(), t.lda, b.data(), t.ldb, &beta, c.data(),
@@ -421,7 +424,7 @@ void bad_arguments() {
     for (const C& e : c) EXPECT_TRUE(same_bits(e, mk<C>(3, 4)));
   }
   // Row-major: the rows of C are its leading dimension.
-  const auto cb = cx<C>::x[0] == 'z' ? &cblas_zgemm3m : &cblas_cgemm3m;
+  const auto cb = cx<C>::cblas3m;
   struct row_case {
     CBLAS_LAYOUT layout;
     int ta, m, n, k, lda, ldb, ldc, position;
@@ -458,23 +461,6 @@ TEST(Gemm3m, CblasRowMajor) {
   cblas_zgemm3m(CblasRowMajor, CblasNoTrans, CblasNoTrans, m, n, k, &alpha, p.b.data(), p.ldb, p.a.data(), p.lda,
                 &beta, got.data(), p.ldc);
   EXPECT_TRUE(near(p, p.a, alpha, beta, got, p.reference(p.a, alpha, beta)));
-}
-
-// ORB_VERBOSE: one line per call, the routine's name and its arguments.
-TEST(Gemm3m, VerboseLines) {
-  using C = orb_complex16;
-  problem<C> p('N', 'T', 9, 10, 11, 31u);
-  int* mode = orb_serv_verbose_mode();
-  const int saved = *mode;
-  *mode = 1;
-  ::testing::internal::CaptureStdout();
-  p.run3m(mk<C>(1, 1), mk<C>(0, 0));
-  p.run_mixed(mk<C>(1, 1), mk<C>(0, 0));
-  std::fflush(stdout);
-  const std::string text = ::testing::internal::GetCapturedStdout();
-  *mode = saved;
-  EXPECT_NE(text.find("ZGEMM3M(N,T,9,10,11,"), std::string::npos) << text;
-  EXPECT_NE(text.find("DZGEMM(N,T,9,10,11,"), std::string::npos) << text;
 }
 
 }  // namespace

@@ -1,9 +1,12 @@
 // Illegal arguments of SYMM, HEMM, SYRK, HERK, SYR2K, HER2K and GEMMT in
 // the three forms (orb_blas_*, the Fortran names, CBLAS in both layouts):
 // the first illegal argument is reported with the reference routine's name
-// and position, and C is not touched. Also the verbose line.
+// and position, and C is not touched. Also the verbose lines of level 3.
+#include <algorithm>
 #include <cctype>
+#include <cstdio>
 
+#include "orb/orb_blas.h"
 #include "tests/blas/level3/syx_support.hpp"
 #include "tests/blas/level3/xerbla_capture.hpp"
 
@@ -75,84 +78,48 @@ template <class S> S scalar_arg() {
   }
 }
 
-// SYRK and HERK: uplo 1, trans 2, n 3, k 4, lda 7, ldc 10. `refused` is the
-// operator letter the routine does not take (0: none).
+// SYRK and HERK: uplo 1, trans 2, n 3, k 4, lda 7, ldc 10; with `two`,
+// SYR2K and HER2K: ldb 9, ldc 12. `refused` is the operator letter the
+// routine does not take (0: none). CBLAS takes alpha as S, beta as B.
 template <class S, class B>
-void rank_k(const std::string& name, char refused, int refused_enum) {
+void rank_k(const std::string& name, bool two, char refused, int refused_enum) {
   const int n = 3, k = 2, neg = -1, one = 1, ld = 3;
   const void* x = bad();
   void* c = bad();
-  expect_report<fsyrk>(name, 1, "X", "N", &n, &k, x, x, &ld, x, c, &ld);
-  expect_report<fsyrk>(name, 2, "U", "X", &n, &k, x, x, &ld, x, c, &ld);
-  if (refused) {
-    const char r[2] = {refused, 0};
-    expect_report<fsyrk>(name, 2, "U", r, &n, &k, x, x, &ld, x, c, &ld);
-  }
-  expect_report<fsyrk>(name, 3, "L", "N", &neg, &k, x, x, &ld, x, c, &ld);
-  expect_report<fsyrk>(name, 4, "L", "N", &n, &neg, x, x, &ld, x, c, &ld);
-  expect_report<fsyrk>(name, 7, "L", "N", &n, &k, x, x, &one, x, c, &ld);
-  expect_report<fsyrk>(name, 10, "U", "N", &n, &k, x, x, &ld, x, c, &one);
+  auto fortran = [&](int pos, const char* u, const char* t, const int* pn, const int* pk, const int* lda,
+                     const int* ldb, const int* ldc) {
+    if (two) expect_report<fsyr2k>(name, pos, u, t, pn, pk, x, x, lda, x, ldb, x, c, ldc);
+    else expect_report<fsyrk>(name, pos, u, t, pn, pk, x, x, lda, x, c, ldc);
+  };
+  fortran(1, "X", "N", &n, &k, &ld, &ld, &ld);
+  fortran(2, "U", "X", &n, &k, &ld, &ld, &ld);
+  const char r[2] = {refused, 0};
+  if (refused) fortran(2, "U", r, &n, &k, &ld, &ld, &ld);
+  fortran(3, "L", "N", &neg, &k, &ld, &ld, &ld);
+  fortran(4, "L", "N", &n, &neg, &ld, &ld, &ld);
+  fortran(7, "L", "N", &n, &k, &one, &ld, &ld);
+  if (two) fortran(9, "L", "N", &n, &k, &ld, &one, &ld);
+  fortran(two ? 12 : 10, "U", "N", &n, &k, &ld, &ld, &one);
   const S al = scalar_arg<S>();
   const B be = scalar_arg<B>();
-  expect_cblas<csyrk<S, B>>(name, 1, 0, kUpper, kNoTrans, n, k, al, x, ld, be, c, ld);
-  expect_cblas<csyrk<S, B>>(name, 2, kCol, 0, kNoTrans, n, k, al, x, ld, be, c, ld);
-  expect_cblas<csyrk<S, B>>(name, 3, kRow, kLower, 0, n, k, al, x, ld, be, c, ld);
-  if (refused_enum) expect_cblas<csyrk<S, B>>(name, 3, kCol, kLower, refused_enum, n, k, al, x, ld, be, c, ld);
+  auto cblas = [&](int pos, int layout, int u, int t, int cn, int ck, int lda, int ldb, int ldc) {
+    if (two) expect_cblas<csyr2k<S, B>>(name, pos, layout, u, t, cn, ck, al, x, lda, x, ldb, be, c, ldc);
+    else expect_cblas<csyrk<S, B>>(name, pos, layout, u, t, cn, ck, al, x, lda, be, c, ldc);
+  };
+  // The enumerations, each form in one layout or the other.
+  cblas(1, 0, kUpper, kNoTrans, n, k, ld, ld, ld);
+  cblas(2, two ? kRow : kCol, 0, kNoTrans, n, k, ld, ld, ld);
+  cblas(3, two ? kCol : kRow, kLower, 0, n, k, ld, ld, ld);
+  if (refused_enum) cblas(3, two ? kRow : kCol, kLower, refused_enum, n, k, ld, ld, ld);
   for (int layout : {kCol, kRow}) {
-    expect_cblas<csyrk<S, B>>(name, 4, layout, kLower, kNoTrans, -1, k, al, x, ld, be, c, ld);
-    expect_cblas<csyrk<S, B>>(name, 5, layout, kLower, kNoTrans, n, -1, al, x, ld, be, c, ld);
     // Row-major A is n x k with k per row: the transposed call reads it.
-    expect_cblas<csyrk<S, B>>(name, 8, layout, kUpper, kNoTrans, n, k, al, x, layout == kCol ? n - 1 : k - 1, be, c,
-                              ld);
-    expect_cblas<csyrk<S, B>>(name, 11, layout, kUpper, kNoTrans, n, k, al, x, ld, be, c, n - 1);
-  }
-}
-
-// SYR2K and HER2K: uplo 1, trans 2, n 3, k 4, lda 7, ldb 9, ldc 12.
-template <class S, class B>
-void rank_2k(const std::string& name, char refused, int refused_enum) {
-  const int n = 3, k = 2, neg = -1, one = 1, ld = 3;
-  const void* x = bad();
-  void* c = bad();
-  expect_report<fsyr2k>(name, 1, "X", "N", &n, &k, x, x, &ld, x, &ld, x, c, &ld);
-  expect_report<fsyr2k>(name, 2, "U", "X", &n, &k, x, x, &ld, x, &ld, x, c, &ld);
-  if (refused) {
-    const char r[2] = {refused, 0};
-    expect_report<fsyr2k>(name, 2, "U", r, &n, &k, x, x, &ld, x, &ld, x, c, &ld);
-  }
-  expect_report<fsyr2k>(name, 3, "L", "N", &neg, &k, x, x, &ld, x, &ld, x, c, &ld);
-  expect_report<fsyr2k>(name, 4, "L", "N", &n, &neg, x, x, &ld, x, &ld, x, c, &ld);
-  expect_report<fsyr2k>(name, 7, "L", "N", &n, &k, x, x, &one, x, &ld, x, c, &ld);
-  expect_report<fsyr2k>(name, 9, "L", "N", &n, &k, x, x, &ld, x, &one, x, c, &ld);
-  expect_report<fsyr2k>(name, 12, "U", "N", &n, &k, x, x, &ld, x, &ld, x, c, &one);
-  const void* al = scalar_arg<const double*>();
-  const B be = scalar_arg<B>();
-  using F = csyr2k<const void*, B>;
-  expect_cblas<F>(name, 1, 0, kUpper, kNoTrans, n, k, al, x, ld, x, ld, be, c, ld);
-  expect_cblas<F>(name, 2, kRow, 0, kNoTrans, n, k, al, x, ld, x, ld, be, c, ld);
-  expect_cblas<F>(name, 3, kCol, kLower, 0, n, k, al, x, ld, x, ld, be, c, ld);
-  if (refused_enum) expect_cblas<F>(name, 3, kRow, kLower, refused_enum, n, k, al, x, ld, x, ld, be, c, ld);
-  for (int layout : {kCol, kRow}) {
     const int short_ld = layout == kCol ? n - 1 : k - 1;
-    expect_cblas<F>(name, 4, layout, kLower, kNoTrans, -1, k, al, x, ld, x, ld, be, c, ld);
-    expect_cblas<F>(name, 5, layout, kLower, kNoTrans, n, -1, al, x, ld, x, ld, be, c, ld);
-    expect_cblas<F>(name, 8, layout, kUpper, kNoTrans, n, k, al, x, short_ld, x, ld, be, c, ld);
-    expect_cblas<F>(name, 10, layout, kUpper, kNoTrans, n, k, al, x, ld, x, short_ld, be, c, ld);
-    expect_cblas<F>(name, 13, layout, kUpper, kNoTrans, n, k, al, x, ld, x, ld, be, c, n - 1);
+    cblas(4, layout, kLower, kNoTrans, -1, k, ld, ld, ld);
+    cblas(5, layout, kLower, kNoTrans, n, -1, ld, ld, ld);
+    cblas(8, layout, kUpper, kNoTrans, n, k, short_ld, ld, ld);
+    if (two) cblas(10, layout, kUpper, kNoTrans, n, k, ld, short_ld, ld);
+    cblas(two ? 13 : 11, layout, kUpper, kNoTrans, n, k, ld, ld, n - 1);
   }
-}
-
-// The real forms of SYR2K take alpha by value in CBLAS.
-template <class S>
-void rank_2k_real(const std::string& name) {
-  const int n = 3, k = 2, ld = 3;
-  const void* x = bad();
-  void* c = bad();
-  using F = csyr2k<S, S>;
-  expect_cblas<F>(name, 1, 0, kUpper, kNoTrans, n, k, S(1), x, ld, x, ld, S(1), c, ld);
-  expect_cblas<F>(name, 3, kCol, kLower, 0, n, k, S(1), x, ld, x, ld, S(1), c, ld);
-  expect_cblas<F>(name, 10, kRow, kUpper, kTrans, n, k, S(1), x, ld, x, n - 1, S(1), c, ld);
-  expect_cblas<F>(name, 13, kCol, kUpper, kConjTrans, n, k, S(1), x, ld, x, ld, S(1), c, 2);
 }
 
 // SYMM and HEMM: side 1, uplo 2, m 3, n 4, lda 7, ldb 9, ldc 12. In
@@ -217,25 +184,24 @@ void gemmt(const std::string& name) {
   expect_cblas<F>(name, 14, kRow, kLower, kConjTrans, kTrans, n, k, s, x, ld, x, ld, s, c, n - 1);
 }
 
-TEST(SyxErrors, RankK) {
-  rank_k<float, float>("ssyrk", 0, 0);
-  rank_k<double, double>("dsyrk", 0, 0);
-  rank_k<const double*, const double*>("csyrk", 'C', kConjTrans);
-  rank_k<const double*, const double*>("zsyrk", 'C', kConjTrans);
-  rank_k<float, float>("cherk", 'T', kTrans);
-  rank_k<double, double>("zherk", 'T', kTrans);
-}
-
-TEST(SyxErrors, Rank2K) {
-  rank_2k<const double*, const double*>("csyr2k", 'C', kConjTrans);
-  rank_2k<const double*, const double*>("zsyr2k", 'C', kConjTrans);
-  rank_2k<const double*, float>("cher2k", 'T', kTrans);
-  rank_2k<const double*, double>("zher2k", 'T', kTrans);
-  rank_2k_real<float>("ssyr2k");
-  rank_2k_real<double>("dsyr2k");
+TEST(SyxErrors, RankKAndRank2K) {
+  for (bool two : {false, true}) {
+    const std::string form = two ? "syr2k" : "syrk";
+    rank_k<float, float>("s" + form, two, 0, 0);
+    rank_k<double, double>("d" + form, two, 0, 0);
+    rank_k<const double*, const double*>("c" + form, two, 'C', kConjTrans);
+    rank_k<const double*, const double*>("z" + form, two, 'C', kConjTrans);
+  }
+  rank_k<float, float>("cherk", false, 'T', kTrans);
+  rank_k<double, double>("zherk", false, 'T', kTrans);
+  rank_k<const double*, float>("cher2k", true, 'T', kTrans);
+  rank_k<const double*, double>("zher2k", true, 'T', kTrans);
+  // The real forms read "C" as "T".
   const int n = 3, k = 2, one = 1;
   expect_report<fsyr2k>("ssyr2k", 9, "U", "T", &n, &k, bad(), bad(), &k, bad(), &one, bad(), bad(), &n);
   expect_report<fsyr2k>("dsyr2k", 7, "U", "C", &n, &k, bad(), bad(), &one, bad(), &k, bad(), bad(), &n);
+  expect_cblas<csyr2k<float, float>>("ssyr2k", 13, kCol, kUpper, kConjTrans, n, k, 1.0f, bad(), n, bad(), n, 1.0f,
+                                     bad(), 2);
 }
 
 TEST(SyxErrors, SymmHemm) {
@@ -279,19 +245,31 @@ TEST(SyxErrors, CblasGemmtLayouts) {
     }
 }
 
-// ORB_VERBOSE prints one line per call, as level 2 does.
-TEST(SyxErrors, VerboseLine) {
-  const int n = 2, k = 1, ld = 2;
-  double a[2] = {1, 2}, c[4] = {0, 0, 0, 0};
+// With verbose mode on, each call prints one line with its name and
+// arguments, and still computes.
+TEST(Level3, VerboseLines) {
+  const int n = 2, k = 1, ld = 2, m3 = 3, ld3 = 3, zm = 2, zn = 3, zk = 4;
+  double a[9] = {1, 2, 1, 1, 1, 1, 1, 1, 1}, b[6] = {1, 1, 1, 1, 1, 1}, c[4] = {0, 0, 0, 0}, r[12] = {};
   const double one = 1;
+  const orb_complex16 alpha{1, 1}, beta{0, 0};
+  std::vector<orb_complex16> z(12, orb_complex16{1, 0}), zc(6);
   int* mode = orb_serv_verbose_mode();
   const int saved = *mode;
   *mode = 1;
   ::testing::internal::CaptureStdout();
   dsyrk_("L", "N", &n, &k, &one, a, &ld, &one, c, &ld);
+  orb_blas_dtrsm("L", "U", "N", "N", &m3, &n, &one, a, &ld3, b, &ld3);
+  orb_blas_dptrmm("R", "L", "T", "U", &m3, &n, &one, a, b, &ld3);
+  zgemm3m_("N", "T", &zm, &zn, &zk, &alpha, z.data(), &zm, z.data(), &zn, &beta, zc.data(), &zm);
+  dzgemm_("N", "T", &zm, &zn, &zk, &alpha, r, &zm, z.data(), &zn, &beta, zc.data(), &zm);
+  std::fflush(stdout);
   const std::string out = ::testing::internal::GetCapturedStdout();
   *mode = saved;
-  EXPECT_NE(out.find("DSYRK(L,N,2,1,"), std::string::npos) << out;
+  EXPECT_EQ(out.rfind("orb_verbose: DSYRK(L,N,2,1,", 0), 0u) << out;
+  for (const char* line : {"\norb_verbose: DTRSM(L,U,N,N,3,2,", "\norb_verbose: DPTRMM(R,L,T,U,3,2,",
+                           "\norb_verbose: ZGEMM3M(N,T,2,3,4,", "\norb_verbose: DZGEMM(N,T,2,3,4,"})
+    EXPECT_NE(out.find(line), std::string::npos) << line << out;
+  EXPECT_EQ(std::count(out.begin(), out.end(), '\n'), 5);
   EXPECT_EQ(c[0], 1);
   EXPECT_EQ(c[1], 2);
   EXPECT_EQ(c[3], 4);

@@ -13,6 +13,7 @@
 
 #include "orb/orb_blas_fortran.h"
 #include "tests/blas/engine/gemm_model.hpp"
+#include "tests/support/orb_test_hooks.h"
 
 namespace orb::test::syx {
 
@@ -164,10 +165,11 @@ template <class T> double tolerance(int terms) {
 }
 
 // `got` against `want` on the stored elements (to the tolerance), and the
-// elements outside the triangle left exactly as they were.
-template <class T>
-::testing::AssertionResult triangle_near(const tri_problem<T>& p, const std::vector<T>& got,
-                                         const std::vector<T>& want, int terms) {
+// elements outside the triangle (or, for SYMM, the rows of C) left exactly
+// as they were.
+template <class P, class T>
+::testing::AssertionResult triangle_near(const P& p, const std::vector<T>& got, const std::vector<T>& want,
+                                         int terms) {
   const double tol = tolerance<T>(terms);
   for (int j = 0; j < p.n; ++j)
     for (int i = 0; i < p.ldc; ++i) {
@@ -199,5 +201,23 @@ struct thread_count {
   explicit thread_count(int n) { orb_set_num_threads(n); }
   ~thread_count() { orb_set_num_threads(0); }
 };
+
+// Each allocation of a call by `run` made to fail in turn, once and for
+// good: `check(result, nth)` on what comes back, and nothing left allocated.
+template <class Run, class Check>
+void each_allocation_failing(Run run, Check check) {
+  const long live = orb_test_live_blocks(), before = orb_test_allocation_count();
+  run();
+  const long count = orb_test_allocation_count() - before;
+  EXPECT_GE(count, 1);
+  for (long nth = 1; nth <= count + 1; ++nth)
+    for (int persistent : {0, 1}) {
+      orb_test_fail_allocation(nth, persistent);
+      const auto got = run();
+      orb_test_fail_allocation(0, 0);
+      check(got, nth);
+      EXPECT_EQ(orb_test_live_blocks(), live) << "failing allocation " << nth;
+    }
+}
 
 }  // namespace orb::test::syx

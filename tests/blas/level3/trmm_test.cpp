@@ -42,10 +42,13 @@ std::vector<T> packed(const problem<T>& p) {
   return ap;
 }
 
+// Order 270 on the diagonal letter 'N' only (the copy of the triangle does
+// not depend on it).
 template <class T>
 void ptrmm_matches_trmm(ptrmm_fn<T> pub, ptrmm_fn<T> fortran) {
   for (auto [m, n] : {std::pair{12, 7}, std::pair{7, 12}, std::pair{270, 9}, std::pair{9, 270}})
     each_letters([&, m = m, n = n](char s, char u, char t, char d) {
+      if (std::max(m, n) > 100 && d == 'U') return;
       const problem<T> p(s, u, t, d, m, n, 21);
       const auto ap = packed(p);
       const T alpha = make<T>(-1.25);
@@ -63,7 +66,7 @@ void ptrmm_matches_trmm(ptrmm_fn<T> pub, ptrmm_fn<T> fortran) {
       pub(cs, cu, ct, cd, &p.m, &p.n, &alpha, ap.data(), x.data(), &p.ldb);
       orb_test_fail_allocation(0, 0);
       EXPECT_EQ(orb_test_live_blocks(), live);
-      EXPECT_LE(difference(x, want, m, n, p.ldb), scalar<T>::tol) << label(op::trmm, p) << " packed in place";
+      EXPECT_LE(difference(x, want, m, n, p.ldb), tol<T>) << label(op::trmm, p) << " packed in place";
       EXPECT_TRUE(padding_kept(p, x));
     });
 }

@@ -13,37 +13,19 @@
 
 #include "orb/orb_blas.h"
 #include "orb/orb_service.h"
+#include "tests/blas/level3/syx_support.hpp"
 #include "tests/blas/level3/xerbla_capture.hpp"
 #include "tests/support/oracle.hpp"
 
 namespace orb::test::trx {
 
-template <class T> struct scalar;
-template <> struct scalar<float> {
-  using R = float;
-  static constexpr const char* x = "s";
-  static constexpr double tol = 2e-4;
-};
-template <> struct scalar<double> {
-  using R = double;
-  static constexpr const char* x = "d";
-  static constexpr double tol = 1e-11;
-};
-template <> struct scalar<orb_complex8> {
-  using R = float;
-  static constexpr const char* x = "c";
-  static constexpr double tol = 2e-4;
-};
-template <> struct scalar<orb_complex16> {
-  using R = double;
-  static constexpr const char* x = "z";
-  static constexpr double tol = 1e-11;
-};
+using gemm::make;
+using gemm::scalar;
+using syx::thread_count;
 
-template <class T> T make(double re, double im = 0) {
-  if constexpr (std::is_arithmetic_v<T>) return T(re);
-  else return T{typename scalar<T>::R(re), typename scalar<T>::R(im)};
-}
+// Tolerance relative to the largest element of the result.
+template <class T> constexpr double tol = sizeof(typename scalar<T>::R) == 4 ? 2e-4 : 1e-11;
+
 template <class T> double mag(const T& v) {
   if constexpr (std::is_arithmetic_v<T>) return std::fabs(double(v));
   else return std::hypot(double(v.re), double(v.im));
@@ -118,11 +100,6 @@ template <class T>
 bool same_bits(const std::vector<T>& x, const std::vector<T>& y) {
   return x.size() == y.size() && std::memcmp(x.data(), y.data(), x.size() * sizeof(T)) == 0;
 }
-
-struct thread_count {
-  explicit thread_count(int n) { orb_set_num_threads(n); }
-  ~thread_count() { orb_set_num_threads(0); }
-};
 
 // Error reports, as the last call left them.
 using reports = xerbla_capture::report;
