@@ -86,6 +86,10 @@ template <> struct reg<double> {
   static unsigned eq_mask(R a, R b) { return mask_bits(_mm512_cmp_pd_mask(a, b, _CMP_EQ_OQ)); }
   static unsigned gt_mask(R a, R b) { return mask_bits(_mm512_cmp_pd_mask(a, b, _CMP_GT_OQ)); }
   static R swap_pairs(R a) { return _mm512_mask_permute_pd(a, __mmask8(0xff), a, 0x55); }
+  // (The masked forms here and in swap_pairs: the unmasked intrinsics pass
+  // GCC 12 an undefined vector that -Wmaybe-uninitialized then reports.)
+  static R broadcast_lane(R a, int i) { return _mm512_mask_permutexvar_pd(a, __mmask8(0xff), _mm512_set1_epi64(i), a); }
+  static double first(R a) { return _mm512_cvtsd_f64(a); }
   static R loadu_cvt(const float* p) { return _mm512_maskz_cvtps_pd(__mmask8(0xff), _mm256_loadu_ps(p)); }
   static R maskz_loadu_cvt(const float* p, int live) {
     return _mm512_maskz_cvtps_pd(__mmask8(0xff), _mm256_maskz_loadu_ps(__mmask8((1u << live) - 1u), p));
@@ -127,6 +131,10 @@ template <> struct reg<float> {
   static unsigned eq_mask(R a, R b) { return mask_bits(_mm512_cmp_ps_mask(a, b, _CMP_EQ_OQ)); }
   static unsigned gt_mask(R a, R b) { return mask_bits(_mm512_cmp_ps_mask(a, b, _CMP_GT_OQ)); }
   static R swap_pairs(R a) { return _mm512_mask_permute_ps(a, __mmask16(0xffff), a, 0xB1); }
+  static R broadcast_lane(R a, int i) {
+    return _mm512_mask_permutexvar_ps(a, __mmask16(0xffff), _mm512_set1_epi32(i), a);
+  }
+  static float first(R a) { return _mm512_cvtss_f32(a); }
 };
 #elif ORB_LEVEL >= 7
 template <> struct reg<double> {
@@ -435,6 +443,23 @@ struct vec {
     alignas(64) T t[N];
     storeu(t);
     return t[i];
+  }
+  // Every lane set to lane i. In registers where the build has a lane
+  // permute (AVX-512), else through memory; the value is the same.
+  vec broadcast_lane(int i) const {
+    if constexpr (requires(R x) { Reg::broadcast_lane(x, 0); }) {
+      const R b = Reg::broadcast_lane(r[i / W], i % W);
+      vec v;
+      for (int k = 0; k < K; ++k) v.r[k] = b;
+      return v;
+    } else {
+      return set1(lane(i));
+    }
+  }
+  // Lane 0.
+  T first() const {
+    if constexpr (requires(R x) { Reg::first(x); }) return Reg::first(r[0]);
+    else return lane(0);
   }
 
   // Bit i set where lane i of a equals lane i of b (ordered compare).

@@ -148,10 +148,12 @@ __attribute__((always_inline)) inline void tile_start(int w, int len, const R* a
   if (len > 0) {
     if (live == V::N) rect_sum<R, C, GW, true>(len, live, a, b, v, sign);
     else rect_sum<R, C, GW, false>(len, live, a, b, v, sign);
-  } else if constexpr (!Solve) {
+  } else {
+#pragma GCC unroll 6
     for (int j = 0; j < GW; ++j) v[j] = V::zero();
   }
   if constexpr (Solve)
+#pragma GCC unroll 6
     for (int j = 0; j < GW; ++j) {
       const V cj = V::load_mask(c + ptrdiff_t(j) * ldc * C, live);
       v[j] = len > 0 ? cj + v[j] : cj;
@@ -181,7 +183,24 @@ __attribute__((always_inline)) inline void left_square(int w, const R* as, int s
   if constexpr (C == 2) sign = direct::complex_factor<R>::signs();
   auto coef = [&](int q) { return V::load_mask(as + ptrdiff_t(s0 + q) * w * C, live); };
   auto row = [&](int q, int j) { return bg + (ptrdiff_t(s0 + q) * GW + j) * C; };
-  if constexpr (Solve) {
+  if constexpr (Solve && C == 1) {
+    // Real: row q of each column is taken from the register itself, every
+    // lane at once, so the chain of a step is a permute, a multiply and a
+    // fused update, with no round trip through memory.
+    for (int step = 0; step < w; ++step) {
+      const int q = Lower ? step : w - 1 - step;
+      const V a = coef(q);
+      const V d = V::set1(as[ptrdiff_t(s0 + q) * w + q]);
+#pragma GCC unroll 6
+      for (int j = 0; j < GW; ++j) {
+        const V x = v[j].broadcast_lane(q) * d;
+        const R xq = x.first();
+        c[ptrdiff_t(j) * ldc + q] = xq;
+        *row(q, j) = xq;
+        v[j] = fma(a, x, v[j]);
+      }
+    }
+  } else if constexpr (Solve) {
     alignas(64) R t[6][N];
     for (int j = 0; j < GW; ++j) v[j].store(t[j]);
     for (int step = 0; step < w; ++step) {
