@@ -52,8 +52,6 @@ template <class T> constexpr int comps_of = engine::gemm_traits<T>::comps;
 template <class T> struct kernels_of;
 #define ORB_TRX_KERNELS(T, t)                                                      \
   template <> struct kernels_of<T> {                                               \
-    static constexpr auto add = ORB_BLAS(t##gemm_kernel_0);                        \
-    static constexpr auto store = ORB_BLAS(t##gemm_kernel_0_b0);                   \
     static constexpr auto nobuf = ORB_BLAS(t##trsm_nobuf);                         \
   };
 ORB_TRX_KERNELS(float, s)

@@ -22,13 +22,7 @@
 #include "orb/orb_types.h"
 #include "tests/support/oracle.hpp"
 
-#ifndef ORB_TAG
-#define ORB_TAG test
-#endif
-#ifndef ORB_LEVEL
-#define ORB_LEVEL 0
-#endif
-#include "blas/engine/engine.hpp"
+#include "tests/support/engine_records.hpp"
 
 namespace orb::test::gemm {
 

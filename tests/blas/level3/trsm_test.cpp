@@ -129,15 +129,7 @@ TEST(Trsm, OlderComplexFormAgreesWithTheReference) {
 
 }  // namespace
 
-// The engine's records, read as the test programs of the engine read them
-// (the build macros only name what no kernel here is built for).
-#ifndef ORB_TAG
-#define ORB_TAG test
-#endif
-#ifndef ORB_LEVEL
-#define ORB_LEVEL 0
-#endif
-#include "blas/engine/engine.hpp"
+#include "tests/support/engine_records.hpp"
 
 namespace {
 
