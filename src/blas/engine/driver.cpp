@@ -171,7 +171,8 @@ int generic_fullacopybcopy(blas_op_params<T>* params, blas_matrix* a, blas_matri
     info->kernel(&onev, &ap, &bp, &bet, &cv, nullptr);
   };
   // The rows of one (i0, p0, j0) block: strips of unroll_m rows are packed
-  // as they are first needed; once packed, the rest goes as one call.
+  // as they are first needed, as many at a time as a register tile spans;
+  // once packed, the rest goes as one call.
   auto rows_of = [&](int i0, int p0, int j0, int mb, int kb, int nb, const blas_matrix& bp, int& water,
                      const T& bet) {
     int r = 0;
@@ -180,7 +181,7 @@ int generic_fullacopybcopy(blas_op_params<T>* params, blas_matrix* a, blas_matri
         run(panel_at(buf->a_panel, kb, r), bp, i0 + r, j0, mb - r, nb, bet);
         r = mb;
       } else {
-        const int s = min_int(um, mb - r);
+        const int s = min_int(um * kTileStrips, mb - r);
         const blas_matrix ap = pack_a(i0, p0, r, s, kb, nb < N);
         if (nb < N) water = r + s;
         run(ap, bp, i0 + r, j0, s, nb, bet);

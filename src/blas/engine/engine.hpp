@@ -191,6 +191,18 @@ struct gemm_pack_handle {
   volatile int users;
 };
 
+// ---- Register tile ---------------------------------------------------------------
+// Strips of unroll_m rows that one register tile of the packed kernels spans
+// (kernel.hpp): 4 where the build has 32 vector registers (AVX-512 in the
+// 64-bit mode), else 1. The panels are laid out in strips either way, so
+// the copy routines and every routine reading the panels do not depend on
+// it, and neither does any bit of a result.
+#if ORB_LEVEL >= 9 && defined(__x86_64__)
+inline constexpr int kTileStrips = 4;
+#else
+inline constexpr int kTileStrips = 1;
+#endif
+
 // ---- Per-type constants -------------------------------------------------------
 template <class T> struct gemm_traits;
 template <> struct gemm_traits<float> {
