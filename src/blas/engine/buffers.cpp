@@ -43,14 +43,14 @@ template <class T> std::size_t get_size_bufs(gemm_buffers* b);
 template <class T> int get_bufs_pack(gemm_buffers* b);
 template <class T> void set_bufs_pack(void* address, gemm_buffers* b);
 void free_bufs(gemm_buffers* b);
+template <class T> int m_block_cap();
 
 template <class T>
 void fill_buffers(int M, int N, const gemm_strategy* s, int kb, int nb_cap, gemm_buffers* buf) {
-  using G = gemm_traits<T>;
   const int e = int(sizeof(T));
   *buf = gemm_buffers{};
   buf->k_block = kb;
-  buf->m_block = clamp_block(M, s->unroll_m, G::m_block_max);
+  buf->m_block = clamp_block(M, s->unroll_m, m_block_cap<T>());
   buf->n_block = clamp_block(N, s->unroll_n, nb_cap);
   buf->a_offset = 1664;
   buf->a_align = 4096;
@@ -192,27 +192,60 @@ void free_bufs(gemm_buffers* b) {
   b->block = nullptr;
 }
 
+// The N block from this processor's second-level cache: the packed B block
+// of the largest K block takes 9/16 of it, leaving room for the register
+// tile's A strips and C (192 doubles on 1 MiB, 96 on 512 KiB, 384 on 2 MiB).
+// Where the size is unknown, or the cache out of the usual range, the block
+// for 1 MiB stands. The K block never follows the caches: it decides how
+// each element's sum is cut, so it stays as it is and no bit moves.
+template <class T>
+int n_block_cap() {
+  using G = gemm_traits<T>;
+  static const int cap = [] {
+    const std::int64_t l2 = orb_serv_get_cache_size(2);
+    if (l2 < (256 << 10) || l2 > (8 << 20)) return G::n_block_max;
+    int nb = int(l2 * 9 / 16 / (384 * std::int64_t(sizeof(T))));
+    nb = nb / G::unroll_n * G::unroll_n;
+    return nb < G::n_block_max / 4 ? G::n_block_max / 4 : nb > G::n_block_max * 4 ? G::n_block_max * 4 : nb;
+  }();
+  return cap;
+}
+
+// The M block from the last-level cache: the packed A block of the largest
+// K block takes half of it, at most the type's fixed limit (in 16 MiB).
+template <class T>
+int m_block_cap() {
+  using G = gemm_traits<T>;
+  static const int cap = [] {
+    const std::int64_t llc = orb_serv_get_cache_size(0);
+    const int step = G::unroll_m * kTileStrips;
+    if (llc < (1 << 20)) return G::m_block_max;
+    int mb = int(llc / 2 / (384 * std::int64_t(sizeof(T))));
+    mb = mb / step * step;
+    return mb < 8 * step ? 8 * step : mb > G::m_block_max ? G::m_block_max : mb;
+  }();
+  return cap;
+}
+
 }  // namespace
 
 template <class T>
 void initialize_buffers(const blas_matrix* a, const blas_matrix* b, const gemm_strategy* s, gemm_buffers* buf) {
-  using G = gemm_traits<T>;
   const int K = a->cols, M = a->rows, N = b->cols;
   const int kb = k_block_for(K, s->unroll_k > 0 ? s->unroll_k : 1);
-  fill_buffers<T>(M, N, s, kb, K >= 48 ? G::n_block_max : 24, buf);
+  fill_buffers<T>(M, N, s, kb, K >= 48 ? n_block_cap<T>() : 24, buf);
 }
 
 template <class T>
 void trxm_initialize_buffers(int right, const blas_matrix* a, const blas_matrix* b, const gemm_strategy* s,
                              gemm_buffers* buf) {
-  using G = gemm_traits<T>;
   const int K = a->cols, M = a->rows, N = b->cols;
   const int uk = s->unroll_k > 0 ? s->unroll_k : 1;
   int kb;
   if (K > 384) kb = K < 768 ? round_up(K / 2, uk) : 384;
   else kb = round_up(K, uk) < 128 ? 128 : round_up(K, uk);
   kb = round_up(kb, right ? s->unroll_n : s->unroll_m);
-  fill_buffers<T>(M, N, s, kb, K >= 48 ? G::n_block_max : kb, buf);
+  fill_buffers<T>(M, N, s, kb, K >= 48 ? n_block_cap<T>() : kb, buf);
   buf->get_size = nullptr;
   buf->get_bufs = get_bufs<T>;
   buf->set_bufs = nullptr;
