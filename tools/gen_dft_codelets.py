@@ -9,7 +9,7 @@ Output (checked in; `--check` only says whether the files on disk are stale):
   src/dft/codelets/crdft_32f.cpp   split families and their tables
   src/dft/codelets/crdft_64f.cpp
   src/dft/codelets/smallradix_direct.cpp  the smallradix lengths that have
-                                   no body (17 to 64 but 32) and the tables
+                                   no body (DIRECT below) and the tables
   src/frame/kernels_dft.def        the exported names and their signatures
 
 How a body is made: a length of 1, 2 or 4 is a butterfly; a prime p takes
@@ -34,10 +34,13 @@ CDFT = [3, 5, 6, 7, 9, 10, 11, 12, 13, 14, 15]  # cDFT / crDFT lengths
 CFFT = [4, 8, 16, 32]  # cFFT / crFFT lengths beside 1 and 2
 TABLE = list(range(1, 17)) + [32]  # lengths the batch tables hold
 SMALLRADIX = range(2, 65)
-# smallradix lengths without a straight-line body: the direct method, whose
-# constants the generator writes instead (a body of each would cost minutes
-# of compile time: the primes from 17 up are quadratic in length).
-DIRECT = [n for n in SMALLRADIX if n not in TABLE]
+# smallradix lengths with a straight-line body beside the table lengths: the
+# products of small factors, cheap to compile. The others take the direct
+# method, whose constants the generator writes instead: bodies of them all
+# would cost a minute of compile time per build (the primes from 17 up are
+# quadratic in length, and so is every multiple of them).
+SMALLRADIX_BODIES = TABLE + [18, 20, 24, 28, 30, 36, 40, 48, 64]
+DIRECT = [n for n in SMALLRADIX if n not in SMALLRADIX_BODIES]
 LEGACY_REAL = [2, 4, 8, 16, 32, 64]
 LEGACY_COMPLEX = [2, 4]
 
@@ -536,7 +539,7 @@ def render_bodies():
              "// run in place.",
              "#pragma once", "", '#include "dft/codelets/io.hpp"', "", "namespace orb::dft {", ""]
     total = 0
-    for n in TABLE:
+    for n in sorted(SMALLRADIX_BODIES):
         text, ops = make_body(n)
         lines.append("// Length %d: %d operations." % (n, ops))
         lines += text

@@ -384,11 +384,65 @@ void ORB_DFTK(smallradixDFTFwd_CToC_16_64fc)(const double* src, double* dst, con
 void ORB_DFTK(smallradixDFTInv_CToC_16_64fc)(const double* src, double* dst, const double* scale) {
   orb::dft::scaled_run<16>(src, dst, inv_map(16, 2), *scale);
 }
+void ORB_DFTK(smallradixDFTFwd_CToC_18_64fc)(const double* src, double* dst, const double* scale) {
+  orb::dft::scaled_run<18>(src, dst, fwd_map(2), *scale);
+}
+void ORB_DFTK(smallradixDFTInv_CToC_18_64fc)(const double* src, double* dst, const double* scale) {
+  orb::dft::scaled_run<18>(src, dst, inv_map(18, 2), *scale);
+}
+void ORB_DFTK(smallradixDFTFwd_CToC_20_64fc)(const double* src, double* dst, const double* scale) {
+  orb::dft::scaled_run<20>(src, dst, fwd_map(2), *scale);
+}
+void ORB_DFTK(smallradixDFTInv_CToC_20_64fc)(const double* src, double* dst, const double* scale) {
+  orb::dft::scaled_run<20>(src, dst, inv_map(20, 2), *scale);
+}
+void ORB_DFTK(smallradixDFTFwd_CToC_24_64fc)(const double* src, double* dst, const double* scale) {
+  orb::dft::scaled_run<24>(src, dst, fwd_map(2), *scale);
+}
+void ORB_DFTK(smallradixDFTInv_CToC_24_64fc)(const double* src, double* dst, const double* scale) {
+  orb::dft::scaled_run<24>(src, dst, inv_map(24, 2), *scale);
+}
+void ORB_DFTK(smallradixDFTFwd_CToC_28_64fc)(const double* src, double* dst, const double* scale) {
+  orb::dft::scaled_run<28>(src, dst, fwd_map(2), *scale);
+}
+void ORB_DFTK(smallradixDFTInv_CToC_28_64fc)(const double* src, double* dst, const double* scale) {
+  orb::dft::scaled_run<28>(src, dst, inv_map(28, 2), *scale);
+}
+void ORB_DFTK(smallradixDFTFwd_CToC_30_64fc)(const double* src, double* dst, const double* scale) {
+  orb::dft::scaled_run<30>(src, dst, fwd_map(2), *scale);
+}
+void ORB_DFTK(smallradixDFTInv_CToC_30_64fc)(const double* src, double* dst, const double* scale) {
+  orb::dft::scaled_run<30>(src, dst, inv_map(30, 2), *scale);
+}
 void ORB_DFTK(smallradixDFTFwd_CToC_32_64fc)(const double* src, double* dst, const double* scale) {
   orb::dft::scaled_run<32>(src, dst, fwd_map(2), *scale);
 }
 void ORB_DFTK(smallradixDFTInv_CToC_32_64fc)(const double* src, double* dst, const double* scale) {
   orb::dft::scaled_run<32>(src, dst, inv_map(32, 2), *scale);
+}
+void ORB_DFTK(smallradixDFTFwd_CToC_36_64fc)(const double* src, double* dst, const double* scale) {
+  orb::dft::scaled_run<36>(src, dst, fwd_map(2), *scale);
+}
+void ORB_DFTK(smallradixDFTInv_CToC_36_64fc)(const double* src, double* dst, const double* scale) {
+  orb::dft::scaled_run<36>(src, dst, inv_map(36, 2), *scale);
+}
+void ORB_DFTK(smallradixDFTFwd_CToC_40_64fc)(const double* src, double* dst, const double* scale) {
+  orb::dft::scaled_run<40>(src, dst, fwd_map(2), *scale);
+}
+void ORB_DFTK(smallradixDFTInv_CToC_40_64fc)(const double* src, double* dst, const double* scale) {
+  orb::dft::scaled_run<40>(src, dst, inv_map(40, 2), *scale);
+}
+void ORB_DFTK(smallradixDFTFwd_CToC_48_64fc)(const double* src, double* dst, const double* scale) {
+  orb::dft::scaled_run<48>(src, dst, fwd_map(2), *scale);
+}
+void ORB_DFTK(smallradixDFTInv_CToC_48_64fc)(const double* src, double* dst, const double* scale) {
+  orb::dft::scaled_run<48>(src, dst, inv_map(48, 2), *scale);
+}
+void ORB_DFTK(smallradixDFTFwd_CToC_64_64fc)(const double* src, double* dst, const double* scale) {
+  orb::dft::scaled_run<64>(src, dst, fwd_map(2), *scale);
+}
+void ORB_DFTK(smallradixDFTInv_CToC_64_64fc)(const double* src, double* dst, const double* scale) {
+  orb::dft::scaled_run<64>(src, dst, inv_map(64, 2), *scale);
 }
 int ORB_DFTK(xd_f2_1df)(const double* in, double* out, const double* scale) { return orb::dft::real_fwd<2>(in, out, *scale); }
 int ORB_DFTK(xd_f2_1db)(const double* in, double* out, const double* scale) { return orb::dft::real_bwd<2>(in, out, *scale); }

@@ -1,4 +1,5 @@
-// The smallradix lengths that have no straight-line body (17 to 64 but 32):
+// The smallradix lengths that have no straight-line body (the primes from 17
+// up, their multiples, and a few others; see tools/gen_dft_codelets.py):
 // one transform by the direct method over symmetric pairs, in scalar double
 // arithmetic with fused multiply-adds, the same in every build.
 //
