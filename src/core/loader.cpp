@@ -24,6 +24,11 @@
 #define ORB_T(ret, routine, params, args) extern "C" ret orb_trans_def_orb_##routine params;
 #include "frame/kernels_trans.def"
 #undef ORB_T
+#define ORB_DFT(ret, name, params, args) extern "C" ret orb_dft_def_##name params;
+#define ORB_DFT_TABLE(type, name, extents) extern "C" const type orb_dft_def_##name extents;
+#include "frame/kernels_dft.def"
+#undef ORB_DFT
+#undef ORB_DFT_TABLE
 
 namespace orb::core {
 namespace {
@@ -192,7 +197,71 @@ trans_table load_trans() {
   return t;
 }
 
+bool fill_dft_from(void* h, const char* tag, dft_table& t, std::string& missing) {
+  const std::string prefix = std::string("orb_dft_") + tag + "_";
+#define ORB_DFT_FILL(name)                                                          \
+  t.name = reinterpret_cast<decltype(t.name)>(dlsym(h, (prefix + #name).c_str())); \
+  if (!t.name) {                                                                \
+    missing = prefix + #name;                                                   \
+    return false;                                                               \
+  }
+#define ORB_DFT(ret, name, params, args) ORB_DFT_FILL(name)
+#define ORB_DFT_TABLE(type, name, extents) ORB_DFT_FILL(name)
+#include "frame/kernels_dft.def"
+#undef ORB_DFT
+#undef ORB_DFT_TABLE
+#undef ORB_DFT_FILL
+  return true;
+}
+
+void fill_dft_portable(dft_table& t) {
+#define ORB_DFT(ret, name, params, args) t.name = &orb_dft_def_##name;
+#define ORB_DFT_TABLE(type, name, extents) t.name = &orb_dft_def_##name;
+#include "frame/kernels_dft.def"
+#undef ORB_DFT
+#undef ORB_DFT_TABLE
+  t.level = 0;
+  t.name = "built-in portable kernels";
+}
+
+// The DFT kernels, like the transposition kernels, come from the library
+// the BLAS table was filled from.
+dft_table load_dft() {
+  dft_table t{};
+  const kernel_table& k = kernels();
+  for (int i = 0; i < kNumBuilds; ++i) {
+    if (kBuilds[i].level != k.level || std::strcmp(kBuilds[i].tag, "def") == 0) continue;
+    std::string missing;
+    void* h = open_build(i);
+    if (h && fill_dft_from(h, kBuilds[i].tag, t, missing)) {
+      t.level = k.level;
+      t.name = k.name;
+      return t;
+    }
+    std::fprintf(stderr, "orb: cannot take the DFT kernels from %s: it lacks %s; using the built-in portable kernels\n",
+                 kBuilds[i].file, missing.c_str());
+  }
+  fill_dft_portable(t);
+  return t;
+}
+
 }  // namespace
+
+const dft_table& dft_kernels() {
+  static const dft_table table = load_dft();
+  return table;
+}
+
+void* dft_kernel_symbol(const char* tag, const char* name) {
+  for (int i = 0; i < kNumBuilds; ++i) {
+    if (std::strcmp(tag, kBuilds[i].tag) != 0) continue;
+    const std::string sym = std::string("orb_dft_") + tag + "_" + name;
+    if (std::strcmp(tag, "def") == 0) return dlsym(RTLD_DEFAULT, sym.c_str());
+    void* h = open_build(i);
+    return h ? dlsym(h, sym.c_str()) : nullptr;
+  }
+  return nullptr;
+}
 
 const trans_table& trans_kernels() {
   static const trans_table table = load_trans();
@@ -237,4 +306,19 @@ extern "C" void* orb_test_kernel(const char* tag, const char* name) {
 
 extern "C" void* orb_test_trans_kernel(const char* tag, const char* name) {
   return orb::core::trans_kernel_symbol(tag, name);
+}
+
+extern "C" void* orb_test_dft_kernel(const char* tag, const char* name) {
+  return orb::core::dft_kernel_symbol(tag, name);
+}
+
+extern "C" const void* orb_test_dft_loaded(const char* name) {
+  const orb::core::dft_table& t = orb::core::dft_kernels();
+#define ORB_DFT(ret, kname, params, args) \
+  if (std::strcmp(name, #kname) == 0) return reinterpret_cast<const void*>(t.kname);
+#define ORB_DFT_TABLE(type, kname, extents) ORB_DFT(, kname, , )
+#include "frame/kernels_dft.def"
+#undef ORB_DFT
+#undef ORB_DFT_TABLE
+  return nullptr;
 }

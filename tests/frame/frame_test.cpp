@@ -11,6 +11,7 @@
 
 #include "orb/orb_service.h"
 #include "tests/support/oracle.hpp"
+#include "tests/support/orb_test_hooks.h"
 
 namespace fs = std::filesystem;
 
@@ -28,6 +29,12 @@ TEST(Frame, EveryListedKernelIsExportedByEveryBuild) {
   EXPECT_NE(orb_test_kernel(tag, #kernel), nullptr) << tag << " lacks " #kernel;
 #include "frame/kernels.def"
 #undef ORB_K
+#define ORB_DFT(ret, name, params, args) \
+  EXPECT_NE(orb_test_dft_kernel(tag, #name), nullptr) << tag << " lacks " #name;
+#define ORB_DFT_TABLE(type, name, extents) ORB_DFT(, name, , )
+#include "frame/kernels_dft.def"
+#undef ORB_DFT
+#undef ORB_DFT_TABLE
   }
 }
 

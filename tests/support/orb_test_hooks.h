@@ -21,6 +21,12 @@ void* orb_test_kernel(const char* tag, const char* name);
 /* The same for a transposition kernel: name is the routine, such as
    "domatcopy2_t" for orb_trans_<tag>_orb_domatcopy2_t. */
 void* orb_test_trans_kernel(const char* tag, const char* name);
+/* The same for a DFT kernel or table: name such as "cDFTfwd_5_64fc" for
+   orb_dft_<tag>_cDFTfwd_5_64fc, or "BATCH_CDFT_32fc". */
+void* orb_test_dft_kernel(const char* tag, const char* name);
+/* The entry of that name in the core's DFT table (filled from the loaded
+   build), or null for a name not listed. */
+const void* orb_test_dft_loaded(const char* name);
 
 #ifdef __cplusplus
 }
