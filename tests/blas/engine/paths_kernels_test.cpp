@@ -184,6 +184,9 @@ TEST(GemmPaths, TinyComplexMatchModelForEveryUnrolledK) {
         check_sm<orb_complex8>(ta, tb, 3 + k % 8, 10 - k % 7, k);
         check_sm<orb_complex16>(ta, tb, 10 - k % 7, 3 + k % 8, k);
       }
+  // More rows than one block of vectors holds.
+  check_sm<orb_complex8>('C', 'N', 37, 5, 4);
+  check_sm<orb_complex16>('T', 'C', 29, 7, 9);
 }
 
 // ---- Short K in one pass -----------------------------------------------------------
