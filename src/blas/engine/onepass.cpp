@@ -126,11 +126,14 @@ __attribute__((always_inline)) inline void tile(int k, int live, const R* ap, pt
 }
 
 // All columns of a block of rows, strips inner.
-template <class R, int C, bool Full>
+template <class R, int C, bool Full, int RV = onepass_tile_shape<R, C>::RV>
 inline void strip_columns(int n, int k, int live, const R* ap, ptrdiff_t astep, const b_view& bv, R* cp,
                           ptrdiff_t ldc, int mode, const beta_factor<R, C>& f) {
-  using S = onepass_tile_shape<R, C>;
-  constexpr int RV = S::RV, JN = S::JN;
+  constexpr int JN = onepass_tile_shape<R, C>::JN;
+  // A last strip that fills one vector takes the tiles of one vector.
+  if constexpr (!Full && RV > 1) {
+    if (live <= vec<R>::N) return strip_columns<R, C, false, 1>(n, k, live, ap, astep, bv, cp, ldc, mode, f);
+  }
   const R* b = static_cast<const R*>(bv.base);
   int j = 0;
   for (; j + JN <= n; j += JN)
