@@ -12,17 +12,22 @@
 // at start from a loop of independent fused multiply-adds at the widest
 // vector the processor has.
 //
-//   gemm_bench [--full] [--square N,...] [--min-time S] [--threads 1,2] [--types sdcz]
-//              [--csv FILE] [--png FILE] [--openblas PATH] [--blis PATH]
+//   gemm_bench [--full] [--square N,...] [--small] [--skinny] [--min-time S] [--threads 1,2]
+//              [--types sdcz] [--beta B,...] [--trans NN,TN,...] [--csv FILE] [--png FILE]
+//              [--openblas PATH] [--blis PATH]
 //
 // The default run takes a couple of minutes; --full sweeps square sizes up
 // to 4000 and every skinny width from 2 to 16; --square 500,1000 runs just
-// those square sizes.
+// those square sizes; --small the square sizes up to 32, odd ones among
+// them; --skinny 800 x 800 with K from 2 to 16. alpha is 1; beta is 0.5
+// unless --beta names others (each is run); the operators are NN unless
+// --trans names others (the first letter for A, the second for B).
 #include <immintrin.h>
 #include <stdlib.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cctype>
 #include <chrono>
 #include <cmath>
 #include <cstdio>
@@ -115,6 +120,8 @@ void as_type(int t, std::vector<double>& v) {
 struct shape {
   const char* kind;  // "square", "skinny-n", "skinny-m", "skinny-k"
   int m, n, k;
+  char ta = 'N', tb = 'N';
+  double beta = 0.5;
 };
 
 struct result {
@@ -154,6 +161,8 @@ struct bench {
   // Times every library on one case; results[i] for libs[i].
   std::vector<result> run(int t, const shape& s, int threads) {
     const int m = s.m, n = s.n, k = s.k;
+    const char ta[2] = {s.ta, 0}, tb[2] = {s.tb, 0};
+    const int lda = s.ta == 'N' ? m : k, ldb = s.tb == 'N' ? k : n;
     const std::size_t na = std::size_t(m) * k * reals(t), nb = std::size_t(k) * n * reals(t),
                       nc = std::size_t(m) * n * reals(t);
     std::vector<double> a, b, c0;
@@ -163,8 +172,8 @@ struct bench {
     as_type(t, a);
     as_type(t, b);
     as_type(t, c0);
-    const double one[2] = {1.0, 0.0}, half[2] = {0.5, 0.0};
-    const float onef[2] = {1.0f, 0.0f}, halff[2] = {0.5f, 0.0f};
+    const double one[2] = {1.0, 0.0}, half[2] = {s.beta, 0.0};
+    const float onef[2] = {1.0f, 0.0f}, halff[2] = {float(s.beta), 0.0f};
     const void* alpha = (t == 0 || t == 2) ? static_cast<const void*>(onef) : static_cast<const void*>(one);
     const void* beta = (t == 0 || t == 2) ? static_cast<const void*>(halff) : static_cast<const void*>(half);
     std::vector<result> out(libs.size());
@@ -176,7 +185,7 @@ struct bench {
       if (L.small_only && (threads > 1 || std::max({m, n, k}) > 64)) continue;
       use[l] = true;
       if (L.set_threads) L.set_threads(threads);
-      L.gemm[t]("N", "N", &m, &n, &k, alpha, a.data(), &m, b.data(), &k, beta, cs[l].data(), &m);
+      L.gemm[t](ta, tb, &m, &n, &k, alpha, a.data(), &lda, b.data(), &ldb, beta, cs[l].data(), &m);
     }
     // Agreement with the first peer that ran (orb is libs[0]).
     for (std::size_t l = 1; l < libs.size(); ++l)
@@ -197,7 +206,7 @@ struct bench {
         if (L.set_threads) L.set_threads(threads);
         const auto t0 = clock_type::now();
         for (long r = 0; r < reps[l]; ++r)
-          L.gemm[t]("N", "N", &m, &n, &k, alpha, a.data(), &m, b.data(), &k, beta, cs[l].data(), &m);
+          L.gemm[t](ta, tb, &m, &n, &k, alpha, a.data(), &lda, b.data(), &ldb, beta, cs[l].data(), &m);
         const double dt = std::chrono::duration<double>(clock_type::now() - t0).count();
         spent[l] += dt;
         best[l] = std::min(best[l], dt / double(reps[l]));
@@ -226,9 +235,14 @@ std::vector<int> int_list(const std::string& v) {
   return out;
 }
 
-// The default set, or only the square sizes asked for with --square.
-std::vector<shape> shapes(bool full, const std::vector<int>& only) {
+// The default set, or only the square sizes asked for with --square (or
+// --small), or the short K shapes of --skinny.
+std::vector<shape> shapes(bool full, const std::vector<int>& only, bool skinny) {
   std::vector<shape> out;
+  if (skinny) {
+    for (int k : {2, 3, 4, 5, 6, 8, 10, 12, 14, 16}) out.push_back({"skinny-k", 800, 800, k});
+    return out;
+  }
   if (!only.empty()) {
     for (int s : only) out.push_back({"square", s, s, s});
     return out;
@@ -261,6 +275,9 @@ int main(int argc, char** argv) {
   std::string openblas = ORB_BENCH_OPENBLAS, blis = ORB_BENCH_BLIS;
   std::vector<int> thread_counts = {1, 2};
   std::vector<int> square_only;
+  bool skinny = false;
+  std::vector<double> betas = {0.5};
+  std::vector<std::string> transes = {"NN"};
   bench B;
   for (int i = 1; i < argc; ++i) {
     const std::string a = argv[i];
@@ -273,10 +290,26 @@ int main(int argc, char** argv) {
     else if (a == "--openblas") openblas = next();
     else if (a == "--blis") blis = next();
     else if (a == "--square") square_only = int_list(next());
+    else if (a == "--small") square_only = {4, 5, 8, 13, 16, 24, 31, 32};
+    else if (a == "--skinny") skinny = true;
+    else if (a == "--beta") {
+      betas.clear();
+      const std::string v = next();
+      for (std::size_t p = 0; p < v.size();) {
+        betas.push_back(std::atof(v.c_str() + p));
+        const auto q = v.find(',', p);
+        if (q == std::string::npos) break;
+        p = q + 1;
+      }
+    } else if (a == "--trans") {
+      transes.clear();
+      const std::string v = next();
+      for (std::size_t p = 0; p + 1 < v.size(); p += 3) transes.push_back(v.substr(p, 2));
+    }
     else if (a == "--threads") thread_counts = int_list(next());
     else {
       std::fprintf(stderr,
-                   "usage: gemm_bench [--full] [--square N,...] [--min-time S] [--threads 1,2] [--types sdcz] [--csv FILE] "
+                   "usage: gemm_bench [--full] [--square N,...] [--small] [--skinny] [--beta B,...] [--trans NN,TN] [--min-time S] [--threads 1,2] [--types sdcz] [--csv FILE] "
                    "[--png FILE] [--openblas PATH] [--blis PATH]\n");
       return 2;
     }
@@ -309,19 +342,28 @@ int main(int argc, char** argv) {
   if (out) {
     std::fprintf(out, "# kernels=%s peak_double_per_core=%.2f processors=%ld\n", orb_kernel_library(), B.peak1,
                  cpus);
-    std::fprintf(out, "type,kind,m,n,k,threads,library,gflops,peak_fraction,orb_ratio,wrong\n");
+    std::fprintf(out, "type,kind,m,n,k,threads,library,gflops,peak_fraction,orb_ratio,wrong,trans,beta\n");
   }
-  std::printf("%-4s %-8s %5s %5s %5s %3s %9s %6s", "type", "shape", "m", "n", "k", "thr", "orb", "%peak");
+  std::printf("%-4s %-8s %2s %5s %5s %5s %5s %3s %9s %6s", "type", "shape", "op", "beta", "m", "n", "k", "thr",
+              "orb", "%peak");
   for (std::size_t l = 1; l < B.libs.size(); ++l) std::printf(" %9s %6s", B.libs[l].name.c_str(), "ratio");
   std::printf("\n");
   for (char tc : types) {
     const int t = int(std::strchr("sdcz", tc) - "sdcz");
     if (t < 0 || t > 3) continue;
+    std::vector<shape> all;
+    for (const std::string& tr : transes)
+      for (double beta : betas)
+        for (shape s : shapes(full, square_only, skinny)) {
+          s.ta = char(std::toupper(tr[0])), s.tb = char(std::toupper(tr[1])), s.beta = beta;
+          all.push_back(s);
+        }
     for (int threads : thread_counts)
-      for (const shape& s : shapes(full, square_only)) {
+      for (const shape& s : all) {
         const std::vector<result> r = B.run(t, s, threads);
         const double peak = B.peak1 * threads * (t == 0 || t == 2 ? 2.0 : 1.0);
-        std::printf("%-4c %-8s %5d %5d %5d %3d %9.2f %5.1f%%", kType[t], s.kind, s.m, s.n, s.k, threads,
+        std::printf("%-4c %-8s %c%c %5g %5d %5d %5d %3d %9.2f %5.1f%%", kType[t], s.kind, s.ta, s.tb, s.beta, s.m, s.n,
+                    s.k, threads,
                     r[0].gflops, peak > 0 ? 100 * r[0].gflops / peak : 0.0);
         for (std::size_t l = 1; l < B.libs.size(); ++l) {
           if (r[l].ran) std::printf(" %9.2f %6.2f", r[l].gflops, r[0].gflops / r[l].gflops);
@@ -332,9 +374,9 @@ int main(int argc, char** argv) {
         if (out)
           for (std::size_t l = 0; l < B.libs.size(); ++l)
             if (r[l].ran)
-              std::fprintf(out, "%c,%s,%d,%d,%d,%d,%s,%.3f,%.4f,%.3f,%d\n", kType[t], s.kind, s.m, s.n, s.k, threads,
-                           B.libs[l].name.c_str(), r[l].gflops, peak > 0 ? r[l].gflops / peak : 0.0,
-                           r[0].gflops / r[l].gflops, l == 0 && r[0].wrong ? 1 : 0);
+              std::fprintf(out, "%c,%s,%d,%d,%d,%d,%s,%.3f,%.4f,%.3f,%d,%c%c,%g\n", kType[t], s.kind, s.m, s.n, s.k,
+                           threads, B.libs[l].name.c_str(), r[l].gflops, peak > 0 ? r[l].gflops / peak : 0.0,
+                           r[0].gflops / r[l].gflops, l == 0 && r[0].wrong ? 1 : 0, s.ta, s.tb, s.beta);
       }
   }
   if (out) {

@@ -289,9 +289,29 @@ template <class T>
 void packed(const char* transa, const char* transb, const int* pm, const int* pn, const int* pk, const T* palpha,
             const T* a, const int* lda, const T* b, const int* ldb, const T* pbeta, T* c, const int* ldc,
             bool may_go_direct) {
+  using G = gemm_traits<T>;
   const int M = *pm, N = *pn, K = *pk;
   if (M < 1 || N < 1) return;
   const char ta = upper_char(transa), tb = upper_char(transb);
+  // The decisions below need only the call's own values; the records are
+  // built once the driver is sure to run.
+  if (is_zero(*palpha)) {
+    if (!is_one(*pbeta)) mscale<T>(M, N, *pbeta, c, *ldc);
+    return;
+  }
+  const bool direct = (ta != 'N' && tb == 'N') ? M < G::pst_m : N < G::pst_n;
+  if (direct && may_go_direct) {
+    entry_routines<T>::pst(transa, transb, pm, pn, pk, palpha, a, lda, b, ldb, pbeta, c, ldc);
+    return;
+  }
+  // A short K, or a product small all round: the driver's result without
+  // its buffers, packing or separate beta pass. A short K is then bound by
+  // the traffic of C, which the one pass halves for a beta other than 0
+  // and 1; a small product is bound by the setting up.
+  if (K >= 1 && (K <= 16 || (K <= paths::kOnePassMaxK && M <= 64 && N <= 64))) {
+    paths::onepass_gemm<T>(ta, tb, M, N, K, palpha, a, *lda, b, *ldb, pbeta, c, *ldc);
+    return;
+  }
   blas_op_params<T> params;
   blas_initialize_op_params<T>(transa, transb, palpha, pbeta, &params);
   blas_matrix A, B, Cv;
@@ -302,15 +322,6 @@ void packed(const char* transa, const char* transb, const int* pm, const int* pn
   initialize_strategy<T>(&st);
   gemm_kernel_info<T> info;
   initialize_kernel_info<T>(&params, &A, &B, &Cv, &st, &info);
-  if (is_zero(*palpha)) {
-    if (!is_one(params.beta)) info.scale_c(&Cv, &params.beta);
-    return;
-  }
-  const bool direct = (ta != 'N' && tb == 'N') ? M < info.pst_m_limit : N < info.pst_n_limit;
-  if (direct && may_go_direct) {
-    entry_routines<T>::pst(transa, transb, pm, pn, pk, &params.alpha, a, lda, b, ldb, &params.beta, c, ldc);
-    return;
-  }
   info.driver(&params, &A, &B, &Cv, nullptr, &info);
 }
 

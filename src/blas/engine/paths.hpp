@@ -101,6 +101,14 @@ void nocopy_gemm(char ta, char tb, int m, int n, int k, const double* alpha, con
 void nocopy_gemm(char ta, char tb, int m, int n, int k, const float* alpha, const float* a, int lda, const float* b,
                  int ldb, const float* beta, float* c, int ldc);
 
+// The packed driver's result for K from 1 to kOnePassMaxK (which one K
+// block of that driver always covers), computed in one pass over C with no
+// allocated buffers (onepass.cpp). ta and tb as for nocopy_gemm.
+inline constexpr int kOnePassMaxK = 64;
+template <class T>
+void onepass_gemm(char ta, char tb, int m, int n, int k, const T* alpha, const T* a, int lda, const T* b, int ldb,
+                  const T* beta, T* c, int ldc);
+
 using simd::vec;
 using std::ptrdiff_t;
 
@@ -114,6 +122,16 @@ inline char op_of(const char* t) {
 template <class C> struct real_of { using type = C; };
 template <> struct real_of<orb_complex8> { using type = float; };
 template <> struct real_of<orb_complex16> { using type = double; };
+
+// Lane patterns of the complex kernels, read from constant memory (a
+// vector assembled on the stack costs a stalled store-to-load forward).
+// Lane i of the first vector of each: odd is i & 1, minus_plus is -1 on
+// even lanes and 1 on odd ones.
+template <class T>
+struct lane_patterns {
+  alignas(64) static constexpr T odd[16] = {0, 1, 0, 1, 0, 1, 0, 1, 0, 1, 0, 1, 0, 1, 0, 1};
+  alignas(64) static constexpr T minus_plus[16] = {-1, 1, -1, 1, -1, 1, -1, 1, -1, 1, -1, 1, -1, 1, -1, 1};
+};
 
 // Complex product x * y, each part with one fused step: the same bits on
 // every build.

@@ -147,16 +147,15 @@ grid plan(char ta, char tb, int m, int n, int k, bool alpha_zero, bool beta_one,
   return best;
 }
 
+// A call big enough for a team: the plan and the team. Out of line, so that
+// a small call does not set up this frame (the block closure, the team's
+// arguments) only to skip it.
 template <class T>
-void run_gemm(const char* transa, const char* transb, int m, int n, int k, const T* alpha, const T* a, int lda,
-              const T* b, int ldb, const T* beta, T* c, int ldc) {
+__attribute__((noinline)) void run_gemm_team(const char* transa, const char* transb, int m, int n, int k,
+                                             const T* alpha, const T* a, int lda, const T* b, int ldb,
+                                             const T* beta, T* c, int ldc) {
   using G = gemm_type<T>;
   const auto kernel = gemm_kernel<T>();
-  // Small calls stay on this thread without asking about threads at all.
-  if (double(m) * n * std::max(k, 1) < kThreadedWork) {
-    kernel(transa, transb, &m, &n, &k, alpha, a, &lda, b, &ldb, beta, c, &ldc);
-    return;
-  }
   const char ta = fold(*transa), tb = fold(*transb);
   int threads = orb_get_max_threads();
 #ifdef ORB_HAVE_OPENMP
@@ -188,6 +187,17 @@ void run_gemm(const char* transa, const char* transb, int m, int n, int k, const
 #else
   for (int id = 0; id < blocks; ++id) block(id);
 #endif
+}
+
+template <class T>
+inline void run_gemm(const char* transa, const char* transb, int m, int n, int k, const T* alpha, const T* a,
+                     int lda, const T* b, int ldb, const T* beta, T* c, int ldc) {
+  // Small calls stay on this thread without asking about threads at all.
+  if (double(m) * n * std::max(k, 1) < kThreadedWork) {
+    gemm_kernel<T>()(transa, transb, &m, &n, &k, alpha, a, &lda, b, &ldb, beta, c, &ldc);
+    return;
+  }
+  run_gemm_team<T>(transa, transb, m, n, k, alpha, a, lda, b, ldb, beta, c, ldc);
 }
 
 template <class T>

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "tests/blas/engine/paths_model.hpp"
+#include "tests/support/orb_test_hooks.h"
 
 namespace {
 
@@ -182,6 +183,54 @@ TEST(GemmPaths, TinyComplexMatchModelForEveryUnrolledK) {
       for (char tb : ops) {
         check_sm<orb_complex8>(ta, tb, 3 + k % 8, 10 - k % 7, k);
         check_sm<orb_complex16>(ta, tb, 10 - k % 7, 3 + k % 8, k);
+      }
+  // More rows than one block of vectors holds.
+  check_sm<orb_complex8>('C', 'N', 37, 5, 4);
+  check_sm<orb_complex16>('T', 'C', 29, 7, 9);
+}
+
+// ---- Short K in one pass -----------------------------------------------------------
+
+// x?gemm_packed with a short K (or a product small all round) runs in one
+// pass over C, beta folded in: it must keep the packed model's bits on every
+// build, allocate nothing, and so give the same bits with memory failing.
+template <class T>
+void check_onepass(const shape& s, int v) {
+  problem<T> p(s, unsigned(s.m * 7 + s.n * 3 + s.k + v));
+  const T alphas[] = {make<T>(1), make<T>(-1), make<T>(0.5, -1.25)};
+  const T betas[] = {make<T>(0), make<T>(1), make<T>(-0.75, 0.5)};
+  const T alpha = alphas[v % 3], beta = betas[(v / 3) % 3];
+  std::vector<T> want = p.c;
+  gemm::model<T>::run(s.ta, s.tb, s.m, s.n, s.k, alpha, p.a.data(), p.lda, p.b.data(), p.ldb, beta, want.data(),
+                      p.ldc);
+  const std::string name = std::string("x") + scalar<T>::x + "gemm_packed";
+  model_on_every_build(name, p, alpha, beta, want, s.ta, s.tb);
+  auto f = kernel_of<gemm_fn<T>>(gemm::current_tag(), name.c_str());
+  ASSERT_NE(f, nullptr);
+  std::vector<T> got = p.c;
+  const long before = orb_test_allocation_count();
+  orb_test_fail_allocation(1, 1);
+  f(&s.ta, &s.tb, &s.m, &s.n, &s.k, &alpha, p.a.data(), &p.lda, p.b.data(), &p.ldb, &beta, got.data(), &p.ldc);
+  orb_test_fail_allocation(0, 0);
+  EXPECT_EQ(orb_test_allocation_count(), before);
+  EXPECT_TRUE(same_bits(got, want)) << "without memory " << s.ta << s.tb << " m=" << s.m << " k=" << s.k;
+}
+
+TEST(GemmPaths, OnePassMatchesPackedModelOnEveryBuild) {
+  const char ops[] = {'N', 'T', 'C'};
+  // Short K with row blocks beyond one stack buffer, tails of rows and
+  // columns; a small product with K at the one-pass limit.
+  const int dims[][3] = {{300, 11, 16}, {41, 23, 3}, {7, 9, 1}, {5, 70, 12}, {33, 64, 64}};
+  int v = 0;
+  for (char ta : ops)
+    for (char tb : ops)
+      for (const auto& d : dims) {
+        const shape s{ta, tb, d[0], d[1], d[2]};
+        check_onepass<float>(s, v);
+        check_onepass<double>(s, v + 1);
+        check_onepass<orb_complex8>(s, v + 2);
+        check_onepass<orb_complex16>(s, v + 3);
+        ++v;
       }
 }
 
