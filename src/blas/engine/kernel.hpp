@@ -22,6 +22,8 @@
 // reused across the whole B block; each B group streams past them once.
 #pragma once
 
+#include <array>
+
 #include "blas/engine/engine.hpp"
 #include "frame/simd.hpp"
 
@@ -107,6 +109,18 @@ __attribute__((always_inline)) inline void fma_into(V& acc, const V& a, R bval) 
   acc = fma(a, V::set1(bval), acc);
 #endif
 }
+
+// -1, +1, -1, ... over one vector, in read-only memory: built on the stack
+// for every tile, the vector would wait for its own stores to be forwarded.
+template <class R>
+struct alternating_signs {
+  static constexpr std::array<R, vec<R>::N> make() {
+    std::array<R, vec<R>::N> a{};
+    for (int i = 0; i < vec<R>::N; ++i) a[i] = (i & 1) ? R(1) : R(-1);
+    return a;
+  }
+  alignas(64) static constexpr std::array<R, vec<R>::N> lanes = make();
+};
 
 // One tile of MV strips of w rows each (live = w * C lanes; only a
 // one-strip tile may be partial) and JN columns. a and b are the panels at
@@ -220,9 +234,7 @@ __attribute__((always_inline)) inline void tile(int k, int live, const R* __rest
   } else {
     // (rr, ir) + (-ii, ri): the second accumulator swapped within each pair,
     // its new real lanes negated (a multiplication by -1 is exact), added.
-    alignas(64) R sg[N];
-    for (int i = 0; i < N; ++i) sg[i] = (i & 1) ? R(1) : R(-1);
-    const V sign = V::loadu(sg);
+    const V sign = V::loadu(alternating_signs<R>::lanes.data());
 #pragma GCC unroll 3
     for (int j = 0; j < JN; ++j) {
 #pragma GCC unroll 4
