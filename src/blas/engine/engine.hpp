@@ -23,6 +23,7 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "blas/engine/team_state.hpp"
 #include "frame/kernels.hpp"
 #include "frame/simd.hpp"
 #include "orb/orb_service.h"
@@ -166,13 +167,7 @@ struct gemm_kernel_info {
 };
 
 // ---- Team form ----------------------------------------------------------------
-// Zeroed by the caller; both counters only grow.
-struct alignas(64) gemm_barrier {
-  std::uint64_t arrived;
-  char pad0[56];
-  std::uint64_t released;
-  char pad1[56];
-};
+// gemm_barrier and gemm_team_state: team_state.hpp.
 
 inline constexpr int ORB_BARRIER_YIELD_MAX_CYCLES_DEFAULT = 5000;
 

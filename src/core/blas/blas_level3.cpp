@@ -3,11 +3,14 @@
 // orb_blas_?gemm checks its arguments as the reference routine does, in its
 // order, reports the first illegal one through orb_serv_xerbla and returns
 // without touching C. A legal call runs on the core's threads when it is
-// big enough: C is cut into blocks of rows and columns (never K) and each
-// thread runs the kernel's x?gemm on its block. A cut is taken only when
-// every block goes down the same path of the kernel as the whole call
-// would, and every path sums each element of C in an order fixed by K
-// alone, so the result is the same to the bit for any number of threads.
+// big enough, on the core's GEMM team (team.hpp). A call that takes the
+// packed path runs the kernel's x?gemm_team: the team shares each packed
+// panel of B and deals out the rows of C. Any other call is cut into
+// blocks of rows and columns (never K) and each thread runs the kernel's
+// x?gemm on its blocks; a cut is taken only when every block goes down the
+// same path of the kernel as the whole call would. Every path sums each
+// element of C in an order fixed by K alone, so the result is the same to
+// the bit for any number of threads.
 #include <algorithm>
 #include <cctype>
 #include <cstdint>
@@ -18,7 +21,9 @@
 #endif
 
 #include "blas/engine/paths_route.hpp"
+#include "blas/engine/team_state.hpp"
 #include "core/dispatch.hpp"
+#include "core/team.hpp"
 #include "orb/orb_blas.h"
 #include "orb/orb_gemm_pack.h"
 #include "orb/orb_service.h"
@@ -67,6 +72,16 @@ auto gemm_kernel(bool packed = false) {
   else return packed ? k.xzgemm_packed : k.xzgemm;
 }
 
+// x?gemm_team: the packed path on a team.
+template <class T>
+auto gemm_team_kernel() {
+  const auto& k = kernels();
+  if constexpr (gemm_type<T>::letter == 's') return k.xsgemm_team;
+  else if constexpr (gemm_type<T>::letter == 'd') return k.xdgemm_team;
+  else if constexpr (gemm_type<T>::letter == 'c') return k.xcgemm_team;
+  else return k.xzgemm_team;
+}
+
 inline char fold(char c) { return char(c & ~32); }
 inline bool trans_ok(char c) {
   c = fold(c);
@@ -99,6 +114,10 @@ constexpr double kThreadedWork = 128.0 * 128.0 * 128.0;
 // Row blocks start on multiples of this, which every type's register tile
 // divides, so no block starts inside a tile.
 constexpr int kRowAlign = 16;
+// A packed call with at least this many rows per thread runs as one team
+// sharing B; with fewer rows the blocks of the plan (columns, mostly) keep
+// the threads busier.
+constexpr int kTeamRows = 32;
 
 struct grid {
   int tm = 1, tn = 1;  // blocks of rows, of columns
@@ -147,6 +166,15 @@ grid plan(char ta, char tb, int m, int n, int k, bool alpha_zero, bool beta_one,
   return best;
 }
 
+// The threads a call may have: 1 for a small one or inside a parallel region.
+int threads_for(int m, int n, int k) {
+  if (double(m) * n * std::max(k, 1) < kThreadedWork) return 1;
+#ifdef ORB_HAVE_OPENMP
+  if (omp_in_parallel()) return 1;
+#endif
+  return orb_get_max_threads();
+}
+
 // A call big enough for a team: the plan and the team. Out of line, so that
 // a small call does not set up this frame (the block closure, the team's
 // arguments) only to skip it.
@@ -156,20 +184,28 @@ __attribute__((noinline)) void run_gemm_team(const char* transa, const char* tra
                                              const T* beta, T* c, int ldc) {
   using G = gemm_type<T>;
   const auto kernel = gemm_kernel<T>();
+  const int threads = threads_for(m, n, k);
+  if (threads < 2) {
+    kernel(transa, transb, &m, &n, &k, alpha, a, &lda, b, &ldb, beta, c, &ldc);
+    return;
+  }
   const char ta = fold(*transa), tb = fold(*transb);
-  int threads = orb_get_max_threads();
-#ifdef ORB_HAVE_OPENMP
-  if (omp_in_parallel()) threads = 1;
-#else
-  threads = 1;
-#endif
   const grid g = plan<T>(ta, tb, m, n, k, G::is_zero(*alpha), G::is_one(*beta), threads);
   const int blocks = g.tm * g.tn;
-  const auto packed_kernel = gemm_kernel<T>(true);
   if (blocks < 2) {
     kernel(transa, transb, &m, &n, &k, alpha, a, &lda, b, &ldb, beta, c, &ldc);
     return;
   }
+  if (g.packed && m >= kTeamRows * threads) {
+    const auto team_kernel = gemm_team_kernel<T>();
+    engine::gemm_team_state state{};
+    auto member = [&](int thread, int size) {
+      team_kernel(transa, transb, &m, &n, &k, alpha, a, &lda, b, &ldb, beta, c, &ldc, &thread, &size, &state);
+    };
+    team_run(threads, member);
+    return;
+  }
+  const auto packed_kernel = gemm_kernel<T>(true);
   auto block = [&](int id) {
     const int bi = id / g.tn, bj = id % g.tn;
     const int i0 = bi * g.rows, j0 = bj * g.cols;
@@ -181,12 +217,11 @@ __attribute__((noinline)) void run_gemm_team(const char* transa, const char* tra
     (g.packed ? packed_kernel : kernel)(transa, transb, &mb, &nb, &k, alpha, ab, &lda, bb, &ldb, beta,
                                         c + i0 + std::ptrdiff_t(j0) * ldc, &ldc);
   };
-#ifdef ORB_HAVE_OPENMP
-#pragma omp parallel for num_threads(blocks) schedule(static, 1)
-  for (int id = 0; id < blocks; ++id) block(id);
-#else
-  for (int id = 0; id < blocks; ++id) block(id);
-#endif
+  // The team may come smaller than asked: each member takes every size-th block.
+  auto member = [&](int thread, int size) {
+    for (int id = thread; id < blocks; id += size) block(id);
+  };
+  team_run(blocks, member);
 }
 
 template <class T>
@@ -215,6 +250,25 @@ void public_gemm(const char* transa, const char* transb, const int* m, const int
 }
 
 }  // namespace
+
+// The threads the public GEMM would run a legal call on: those of the
+// team for a packed call with rows enough, the blocks of the plan for
+// another, 1 where it stays on the caller's thread.
+template <class T>
+int gemm_threads(char transa, char transb, int m, int n, int k, const T& alpha, const T& beta) {
+  using G = gemm_type<T>;
+  if (m < 1 || n < 1) return 1;
+  const int threads = threads_for(m, n, k);
+  if (threads < 2) return 1;
+  const grid g = plan<T>(fold(transa), fold(transb), m, n, k, G::is_zero(alpha), G::is_one(beta), threads);
+  if (g.tm * g.tn < 2) return 1;
+  return g.packed && m >= kTeamRows * threads ? threads : g.tm * g.tn;
+}
+template int gemm_threads<float>(char, char, int, int, int, const float&, const float&);
+template int gemm_threads<double>(char, char, int, int, int, const double&, const double&);
+template int gemm_threads<orb_complex8>(char, char, int, int, int, const orb_complex8&, const orb_complex8&);
+template int gemm_threads<orb_complex16>(char, char, int, int, int, const orb_complex16&, const orb_complex16&);
+
 }  // namespace orb::core
 
 using orb::core::public_gemm;
