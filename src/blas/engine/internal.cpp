@@ -368,6 +368,11 @@ int team(const char* transa, const char* transb, const int* pm, const int* pn, c
         blas_initialize_matrix<T>(transb, *pk, *pn, b, *pldb, &B);
         gemm_buffers& sb = first->shared_b;
         initialize_buffers<T>(&A, &B, &h->info.strategy, &sb);
+        // Create sees one column of B; the panels take the widest block,
+        // so that a compute meets the team once per block of columns.
+        const int un = h->info.strategy.unroll_n;
+        if (sb.n_block < gemm_traits<T>::n_block_max) sb.n_block = round_up(gemm_traits<T>::n_block_max, un);
+        sb.b_panel.cols = sb.n_block;
         sb.k_block = h->buffers.k_block;
         sb.b_panel.rows = sb.b_panel.rows_total = sb.k_block;
         sb.b_panel.ld = sb.b_panel.pack_width * sb.k_block;
@@ -403,14 +408,10 @@ int team(const char* transa, const char* transb, const int* pm, const int* pn, c
     case 2: {
       const int m = *pm, n = *pn, k = *pk;
       auto slice = [&]() {
-        // Each thread does its rows with a plain GEMM.
-        int count = 0;
-        int mm = m, t = thread, nt = nthreads;
-        const int first = orb_serv_divbythreads(&t, &nt, &mm, &count);
-        if (count > 0) {
-          const std::ptrdiff_t amove = upper_char(transa) == 'N' ? first : std::ptrdiff_t(first) * *plda;
-          entry<T>::gemm(transa, transb, &count, pn, pk, alpha, a + amove, plda, b, pldb, beta, c + first, pldc);
-        }
+        // The plain GEMM of the whole call, on thread 0: the fallback gives
+        // the same bits whatever the team's size (slices of rows could take
+        // other paths than the whole).
+        if (thread == 0) entry<T>::gemm(transa, transb, pm, pn, pk, alpha, a, plda, b, pldb, beta, c, pldc);
         return 1;
       };
       if (!h) return slice();
@@ -472,9 +473,18 @@ int team(const char* transa, const char* transb, const int* pm, const int* pn, c
       }
       for (int j0 = 0; j0 < n; j0 += nblk) {
         const int nb = n - j0 < nblk ? n - j0 : nblk;
-        if (thread == 0) {
-          blas_matrix src = sub_view(B, 0, j0, k, nb);
-          fresh.copy_b(&src, &bp, &unit);
+        {
+          // Each member packs its share of the panel's slivers; the last,
+          // partial one falls to the last member with any, as in a whole
+          // panel.
+          int cols = 0, nbv = nb;
+          const int c0 = orb_serv_divbythreadsnb(&thread, &nthreads, &nbv, &un, &cols);
+          if (cols > 0) {
+            blas_matrix src = sub_view(B, 0, j0 + c0, k, cols);
+            blas_matrix dst = bp;
+            dst.base = getPointer_buffer(0, c0, &bp);
+            fresh.copy_b(&src, &dst, &unit);
+          }
         }
         orb_barrier_wait(bar, thread, nthreads);
         if (count > 0) {

@@ -4,16 +4,22 @@
 // number, the team's size and a shared barrier). The raw entries
 // orb_blas_?gemm_internal and orb_blas_?gemm_internal_team forward to the
 // kernels unchanged, for programs that run their own team.
+//
+// A plain store's handle is made by the team form, as a team of one: a
+// handle with the panel of B a team shares. Pack and release go through
+// the plain form, and so does a compute that the plain GEMM would run on
+// one thread; a compute that the plain GEMM would run on threads runs on
+// the core's team instead, one team at a time per store (a compute that
+// finds the team form in use goes the plain way). Both forms multiply the
+// same packed A in the same order, so the bits do not depend on the way.
+#include <atomic>
 #include <cstdint>
 #include <cstring>
 #include <mutex>
 #include <new>
 
-#ifdef ORB_HAVE_OPENMP
-#include <omp.h>
-#endif
-
 #include "core/dispatch.hpp"
+#include "core/team.hpp"
 #include "orb/orb_blas.h"
 #include "orb/orb_gemm_pack.h"
 #include "orb/orb_service.h"
@@ -28,14 +34,18 @@ struct orb_gemm_pack {
   alignas(16) unsigned char alpha[16];
   std::mutex team_calls;  // a team store takes one program thread at a time
   std::mutex fields;      // packed and alpha: a pack may run beside computes
+  std::atomic<bool> team_busy{false};  // plain store: a compute runs on the team
   // Two counters a cache line apart, zeroed once, only ever growing.
   alignas(64) std::uint64_t barrier[16];
 };
 
 namespace orb::core {
 
-// The argument check of the public GEMM (blas_level3.cpp).
+// The argument check of the public GEMM, and the number of threads it
+// would run a legal call on (blas_level3.cpp).
 int gemm_check(char transa, char transb, int m, int n, int k, int lda, int ldb, int ldc);
+template <class T>
+int gemm_threads(char transa, char transb, int m, int n, int k, const T& alpha, const T& beta);
 
 namespace {
 
@@ -55,22 +65,22 @@ ORB_PACK_TYPE(orb_complex8, c, 1, 0)
 ORB_PACK_TYPE(orb_complex16, z, 1, 0)
 #undef ORB_PACK_TYPE
 
-// Runs f(thread, team_size) on every member of a team and returns the
-// largest result. The team's size is what OpenMP actually gives, and every
-// member makes the call, as the barrier in the kernel requires.
+// Runs f(thread, team_size) on every member of the core's team and
+// returns the largest result. The team's size is what the team actually
+// gives, and every member makes the call, as the barrier in the kernel
+// requires.
 template <class F>
 int on_team(int want, F f) {
   if (want <= 0) want = orb_get_max_threads();
-#ifdef ORB_HAVE_OPENMP
-  if (want > 1 && !omp_in_parallel()) {
-    int result = 0;
-#pragma omp parallel num_threads(want) reduction(max : result)
-    result = f(omp_get_thread_num(), omp_get_num_threads());
-    return result;
-  }
-#endif
-  (void)want;
-  return f(0, 1);
+  std::atomic<int> result{0};
+  auto member = [&](int thread, int size) {
+    const int r = f(thread, size);
+    int seen = result.load(std::memory_order_relaxed);
+    while (r > seen && !result.compare_exchange_weak(seen, r, std::memory_order_relaxed)) {
+    }
+  };
+  team_run(want, member);
+  return result.load(std::memory_order_relaxed);
 }
 
 template <class T>
@@ -83,13 +93,43 @@ struct args {
   T* c = nullptr;
 };
 
+// A plain store's handle through the team form: create and destroy as a
+// team of one, a compute on `threads` of the core's threads.
+template <class T>
+int plain_store_team_call(orb_gemm_pack* s, int op, args<T>& x, int threads) {
+  const auto kernel = pack_type<T>::team();
+  const int slot = 0, slots = 1, group = 0, copies = 1;
+  if (op != op_compute) {
+    const int thread = 0, size = 1;
+    return kernel(&x.transa, &x.transb, &x.m, &x.n, &x.k, &x.alpha, x.a, &x.lda, x.b, &x.ldb, &x.beta, x.c, &x.ldc,
+                  &op, &s->handle, &slot, &slots, &group, &copies, &thread, &size, s->barrier);
+  }
+  void* const handle = s->handle;
+  return on_team(threads, [&](int thread, int size) {
+    void* mine = handle;
+    return kernel(&x.transa, &x.transb, &x.m, &x.n, &x.k, &x.alpha, x.a, &x.lda, x.b, &x.ldb, &x.beta, x.c, &x.ldc,
+                  &op, &mine, &slot, &slots, &group, &copies, &thread, &size, s->barrier);
+  });
+}
+
 // One call of the internal interface, plain or by a team.
 template <class T>
 int call(orb_gemm_pack* s, int op, args<T>& x) {
   using P = pack_type<T>;
-  if (!s->team)
+  if (!s->team) {
+    if (op == op_create || op == op_destroy) return plain_store_team_call(s, op, x, 1);
+    if (op == op_compute) {
+      const int threads = gemm_threads<T>(x.transa, x.transb, x.m, x.n, x.k, x.alpha, x.beta);
+      bool idle = false;
+      if (threads > 1 && s->team_busy.compare_exchange_strong(idle, true, std::memory_order_acquire)) {
+        const int r = plain_store_team_call(s, op, x, threads);
+        s->team_busy.store(false, std::memory_order_release);
+        return r;
+      }
+    }
     return P::plain()(&x.transa, &x.transb, &x.m, &x.n, &x.k, &x.alpha, x.a, &x.lda, x.b, &x.ldb, &x.beta, x.c,
                       &x.ldc, &op, &s->handle);
+  }
   std::lock_guard<std::mutex> lock(s->team_calls);
   const auto kernel = P::team();
   // Each member reads the handle from its own copy, taken before the team
