@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cmath>
 #include <cstddef>
 #include <cstdio>
 #include <cstring>
@@ -65,9 +66,13 @@ void peer_symbol(void* library, F& f, const char* name) {
   f = reinterpret_cast<F>(dlsym(library, name));
 }
 
-// ---- Peak: independent fused multiply-add chains at the widest vector,
-// twelve of them in named registers (an array may go through memory).
-#define ORB_FMA12(V, FMA, SET, STORE, LANES)                                              \
+// ---- Peak: independent fused multiply-add chains at the vector width of
+// each kernel build, twelve of them in named registers (an array may go
+// through memory): twelve cover the latency (4 cycles) times the ports (2)
+// of the processors here. The portable build has no fused multiply-add
+// instruction of its own and rounds each lane through std::fma, as the
+// portable loop here does.
+#define ORB_FMA12(V, E, FMA, SET, STORE, LANES)                                           \
   V c0 = SET(1.0), c1 = SET(1.001), c2 = SET(1.002), c3 = SET(1.003), c4 = SET(1.004);   \
   V c5 = SET(1.005), c6 = SET(1.006), c7 = SET(1.007), c8 = SET(1.008), c9 = SET(1.009); \
   V c10 = SET(1.01), c11 = SET(1.011);                                                    \
@@ -77,37 +82,83 @@ void peer_symbol(void* library, F& f, const char* name) {
     c4 = FMA(c4, a, b), c5 = FMA(c5, a, b), c6 = FMA(c6, a, b), c7 = FMA(c7, a, b);       \
     c8 = FMA(c8, a, b), c9 = FMA(c9, a, b), c10 = FMA(c10, a, b), c11 = FMA(c11, a, b);   \
   }                                                                                       \
-  double t[LANES], s = 0;                                                                 \
+  E t[LANES];                                                                             \
+  double s = 0;                                                                           \
   for (V v : {c0, c1, c2, c3, c4, c5, c6, c7, c8, c9, c10, c11}) {                        \
     STORE(t, v);                                                                          \
-    for (double x : t) s += x;                                                            \
+    for (E x : t) s += double(x);                                                         \
   }                                                                                       \
   return s;
 __attribute__((target("avx512f"))) inline double fma_loop_avx512(long iters) {
-  ORB_FMA12(__m512d, _mm512_fmadd_pd, _mm512_set1_pd, _mm512_storeu_pd, 8)
+  ORB_FMA12(__m512d, double, _mm512_fmadd_pd, _mm512_set1_pd, _mm512_storeu_pd, 8)
+}
+__attribute__((target("avx512f"))) inline double fma_loop_avx512_single(long iters) {
+  ORB_FMA12(__m512, float, _mm512_fmadd_ps, _mm512_set1_ps, _mm512_storeu_ps, 16)
 }
 __attribute__((target("avx2,fma"))) inline double fma_loop_avx2(long iters) {
-  ORB_FMA12(__m256d, _mm256_fmadd_pd, _mm256_set1_pd, _mm256_storeu_pd, 4)
+  ORB_FMA12(__m256d, double, _mm256_fmadd_pd, _mm256_set1_pd, _mm256_storeu_pd, 4)
 }
+__attribute__((target("avx2,fma"))) inline double fma_loop_avx2_single(long iters) {
+  ORB_FMA12(__m256, float, _mm256_fmadd_ps, _mm256_set1_ps, _mm256_storeu_ps, 8)
+}
+// The portable build's vector operation: a 16-byte vector, each lane
+// through std::fma.
+inline __m128d fma_lanes(__m128d a, __m128d b, __m128d c) {
+  double x[2], y[2], z[2];
+  _mm_storeu_pd(x, a), _mm_storeu_pd(y, b), _mm_storeu_pd(z, c);
+  return _mm_setr_pd(std::fma(x[0], y[0], z[0]), std::fma(x[1], y[1], z[1]));
+}
+inline __m128 fma_lanes(__m128 a, __m128 b, __m128 c) {
+  float x[4], y[4], z[4];
+  _mm_storeu_ps(x, a), _mm_storeu_ps(y, b), _mm_storeu_ps(z, c);
+  return _mm_setr_ps(std::fma(x[0], y[0], z[0]), std::fma(x[1], y[1], z[1]), std::fma(x[2], y[2], z[2]),
+                     std::fma(x[3], y[3], z[3]));
+}
+inline __m128d set1_pd(double v) { return _mm_set1_pd(v); }
+inline __m128 set1_ps(double v) { return _mm_set1_ps(float(v)); }
+inline double fma_loop_def(long iters) { ORB_FMA12(__m128d, double, fma_lanes, set1_pd, _mm_storeu_pd, 2) }
+inline double fma_loop_def_single(long iters) { ORB_FMA12(__m128, float, fma_lanes, set1_ps, _mm_storeu_ps, 4) }
 #undef ORB_FMA12
 
 inline volatile double g_sink;
 
-// Double-precision peak of one core in GFLOPS (single precision is twice).
-inline double measure_peak() {
+// The kernel builds, by the name of their library.
+enum class build { def, avx2, avx512 };
+inline const char* build_name(build b) { return b == build::avx512 ? "avx512" : b == build::avx2 ? "avx2" : "def"; }
+// The build orb runs here (ORB_ISA may have asked for a narrower one).
+inline build build_in_use() {
+  const std::string lib = orb_kernel_library();
+  return lib.find("avx512") != std::string::npos ? build::avx512
+         : lib.find("avx2") != std::string::npos ? build::avx2
+                                                  : build::def;
+}
+// Whether this processor runs a build's instructions.
+inline bool build_runs(build b) {
   const int level = orb_serv_cpu_detect();
-  const int lanes = level >= 8 ? 8 : level >= 7 ? 4 : 2;
+  return b == build::def || (b == build::avx2 && level >= 7) || (b == build::avx512 && level >= 8);
+}
+
+// One core's peak of a build in GFLOPS, double or single precision: 0 where
+// the processor lacks the build's instructions.
+inline double measure_peak(build b, bool single) {
+  if (!build_runs(b)) return 0;
+  const int lanes = (b == build::avx512 ? 8 : b == build::avx2 ? 4 : 2) * (single ? 2 : 1);
+  double (*loop)(long) = b == build::avx512 ? (single ? fma_loop_avx512_single : fma_loop_avx512)
+                         : b == build::avx2 ? (single ? fma_loop_avx2_single : fma_loop_avx2)
+                                            : (single ? fma_loop_def_single : fma_loop_def);
   // Many short runs, keeping the fastest: on a shared machine some run
   // gets the core to itself.
-  const long iters = 200000;
+  const long iters = b == build::def ? 10000 : 200000;
   double best = 1e300;
   for (int r = 0; r < 60; ++r) {
     const auto t0 = std::chrono::steady_clock::now();
-    g_sink = level >= 8 ? fma_loop_avx512(iters) : fma_loop_avx2(iters);
+    g_sink = loop(iters);
     best = std::min(best, std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count());
   }
-  if (level < 7) return 0;
   return 2.0 * lanes * 12 * double(iters) / best * 1e-9;
 }
+
+// Double-precision peak of one core in GFLOPS for the build in use.
+inline double measure_peak() { return measure_peak(build_in_use(), false); }
 
 }  // namespace orb::bench

@@ -8,9 +8,10 @@
 // are timed in alternating batches until each has run for the minimum time,
 // so that a noisy neighbour hurts all alike; the best batch of each is kept.
 // Speeds are GFLOPS (2 m n k flops per call for a real type, 8 m n k for a
-// complex one), and the fraction of the machine's peak, which is measured
-// at start from a loop of independent fused multiply-adds at the widest
-// vector the processor has.
+// complex one), and the fraction of the peak of orb's kernel build in use
+// (its precision, times the threads), which is measured at start from a
+// loop of independent fused multiply-adds at that build's vector width
+// (peak_bench prints it for every build).
 //
 //   gemm_bench [--full] [--square N,...] [--small] [--skinny] [--min-time S] [--threads 1,2]
 //              [--types sdcz] [--beta B,...] [--trans NN,TN,...] [--csv FILE] [--png FILE]
@@ -156,7 +157,7 @@ double difference(int t, const std::vector<double>& x, const std::vector<double>
 struct bench {
   std::vector<library> libs;
   double min_time = 0.15;
-  double peak1 = 0;  // one core, double precision
+  double peak1 = 0, peak1_single = 0;  // one core of the build in use
 
   // Times every library on one case; results[i] for libs[i].
   std::vector<result> run(int t, const shape& s, int threads) {
@@ -334,23 +335,31 @@ int main(int argc, char** argv) {
   std::printf("# libxsmm: not in this build (Debian's libxsmm-dev absent at configure time)\n");
 #endif
 
-  B.peak1 = orb::bench::measure_peak();
+  const orb::bench::build in_use = orb::bench::build_in_use();
+  B.peak1 = orb::bench::measure_peak(in_use, false);
+  B.peak1_single = orb::bench::measure_peak(in_use, true);
   long cpus = sysconf(_SC_NPROCESSORS_ONLN);
-  std::printf("# processor: %s\n# orb kernels: %s; %ld processors; measured peak %.1f GFLOPS (double) per core\n",
-              orb::bench::cpu_model().c_str(), orb_kernel_library(), cpus, B.peak1);
+  const std::string model = orb::bench::cpu_model();
+  std::printf("# processor: %s\n# orb kernels: %s; %ld processors; measured peak of the %s build %.1f GFLOPS double, "
+              "%.1f single, per core\n",
+              model.c_str(), orb_kernel_library(), cpus, orb::bench::build_name(in_use), B.peak1, B.peak1_single);
   std::FILE* out = std::fopen(csv.c_str(), "w");
   if (out) {
-    std::fprintf(out, "# kernels=%s peak_double_per_core=%.2f processors=%ld\n", orb_kernel_library(), B.peak1,
-                 cpus);
+    std::fprintf(out, "# processor=%s kernels=%s peak_double_per_core=%.2f peak_single_per_core=%.2f processors=%ld\n",
+                 model.c_str(), orb_kernel_library(), B.peak1, B.peak1_single, cpus);
     std::fprintf(out, "type,kind,m,n,k,threads,library,gflops,peak_fraction,orb_ratio,wrong,trans,beta\n");
   }
-  std::printf("%-4s %-8s %2s %5s %5s %5s %5s %3s %9s %6s", "type", "shape", "op", "beta", "m", "n", "k", "thr",
-              "orb", "%peak");
-  for (std::size_t l = 1; l < B.libs.size(); ++l) std::printf(" %9s %6s", B.libs[l].name.c_str(), "ratio");
-  std::printf("\n");
   for (char tc : types) {
     const int t = int(std::strchr("sdcz", tc) - "sdcz");
     if (t < 0 || t > 3) continue;
+    // Each type's table names the processor and the peak its %peak is of.
+    std::printf("# %cgemm on %s, %%peak of %.1f GFLOPS per core (%s build, %s precision)\n", kType[t], model.c_str(),
+                t == 0 || t == 2 ? B.peak1_single : B.peak1, orb::bench::build_name(in_use),
+                t == 0 || t == 2 ? "single" : "double");
+    std::printf("%-4s %-8s %2s %5s %5s %5s %5s %3s %9s %6s", "type", "shape", "op", "beta", "m", "n", "k", "thr",
+                "orb", "%peak");
+    for (std::size_t l = 1; l < B.libs.size(); ++l) std::printf(" %9s %6s", B.libs[l].name.c_str(), "ratio");
+    std::printf("\n");
     std::vector<shape> all;
     for (const std::string& tr : transes)
       for (double beta : betas)
@@ -361,7 +370,7 @@ int main(int argc, char** argv) {
     for (int threads : thread_counts)
       for (const shape& s : all) {
         const std::vector<result> r = B.run(t, s, threads);
-        const double peak = B.peak1 * threads * (t == 0 || t == 2 ? 2.0 : 1.0);
+        const double peak = (t == 0 || t == 2 ? B.peak1_single : B.peak1) * threads;
         std::printf("%-4c %-8s %c%c %5g %5d %5d %5d %3d %9.2f %5.1f%%", kType[t], s.kind, s.ta, s.tb, s.beta, s.m, s.n,
                     s.k, threads,
                     r[0].gflops, peak > 0 ? 100 * r[0].gflops / peak : 0.0);
