@@ -95,12 +95,21 @@ TEST(GemmPackInterface, ConcurrentComputesOnOneStore) {
   EXPECT_EQ(orb_dgemm_pack_destroy(store), 0);
 }
 
+// A team store on teams of 1, 2 and 3, and a plain store with the core on
+// 1, 2 and 3 threads (a product big enough for the plain GEMM to take
+// them, so that the compute runs on the team too): one result, the bits
+// of one thread. Two column blocks: the team meets twice.
 TEST(GemmPackInterface, TeamStoreGivesTheSameBitsForAnyTeam) {
-  operands x(230, 50, 70, 21);
+  operands x(260, 200, 70, 21);
   std::vector<double> first;
-  for (int threads : {1, 2, 3}) {
+  for (int run = 0; run < 6; ++run) {
+    const int threads = 1 + run % 3;
+    const bool team = run < 3;
+    orb_set_num_threads(team ? 0 : threads);
     orb_gemm_pack* store = nullptr;
-    ASSERT_EQ(orb_dgemm_pack_create_team(&store, 'N', x.m, x.k, threads), 0);
+    ASSERT_EQ(team ? orb_dgemm_pack_create_team(&store, 'N', x.m, x.k, threads)
+                   : orb_dgemm_pack_create(&store, 'N', x.m, x.k),
+              0);
     ASSERT_EQ(orb_dgemm_pack(store, 'N', x.m, x.k, 1.5, x.a.data(), x.lda), 0);
     std::vector<double> c = x.c;
     EXPECT_EQ(orb_dgemm_pack_compute(store, 'N', 'N', x.m, x.n, x.k, x.a.data(), x.lda, x.b.data(), x.ldb, -0.5,
@@ -109,10 +118,11 @@ TEST(GemmPackInterface, TeamStoreGivesTheSameBitsForAnyTeam) {
     EXPECT_TRUE(near_reference<double>('N', 'N', x.m, x.n, x.k, 1.5, x.a.data(), x.lda, x.b.data(), x.ldb, -0.5,
                                        x.c.data(), c.data(), x.ldc));
     if (first.empty()) first = c;
-    else EXPECT_TRUE(same_bits(c, first)) << threads << " threads";
+    else EXPECT_TRUE(same_bits(c, first)) << threads << " threads" << (team ? ", team store" : "");
     EXPECT_EQ(orb_dgemm_pack_release(store), 0);
     EXPECT_EQ(orb_dgemm_pack_destroy(store), 0);
   }
+  orb_set_num_threads(0);
 }
 
 TEST(GemmPackInterface, ComplexStore) {
@@ -132,8 +142,10 @@ TEST(GemmPackInterface, ComplexStore) {
 
 // Every allocation of a store's life failing in turn: each call still
 // answers, the numbers that come back are right, and nothing leaks.
+// The plain store runs its compute on two threads (a product big enough).
 TEST(GemmPackInterface, AllocationFailureAtEachStep) {
-  operands x(120, 25, 60, 31);
+  operands x(260, 130, 70, 31);
+  orb_set_num_threads(2);
   const long live = orb_test_live_blocks();
   for (long nth = 1; nth <= 8; ++nth) {
     for (bool team : {false, true}) {
@@ -160,6 +172,7 @@ TEST(GemmPackInterface, AllocationFailureAtEachStep) {
       EXPECT_EQ(orb_test_live_blocks(), live) << "allocation " << nth << (team ? " (team)" : "");
     }
   }
+  orb_set_num_threads(0);
 }
 
 // The public GEMM with every allocation failing: the paths without buffers

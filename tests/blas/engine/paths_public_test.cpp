@@ -12,6 +12,7 @@
 
 #include "orb/orb_blas.h"
 #include "tests/blas/engine/paths_model.hpp"
+#include "tests/support/orb_test_hooks.h"
 
 // Reports of illegal arguments land here instead of on stderr.
 namespace {
@@ -160,8 +161,11 @@ struct thread_count {
   ~thread_count() { orb_set_num_threads(0); }
 };
 
+// With `failing`, each allocation of the two-thread call also fails in
+// turn: once, the same bits; for good, the bits of one thread without
+// memory; nothing left allocated either way.
 template <class T>
-void expect_thread_invariant(char ta, char tb, int m, int n, int k, T alpha, T beta) {
+void expect_thread_invariant(char ta, char tb, int m, int n, int k, T alpha, T beta, bool failing = false) {
   problem<T> p(ta, tb, m, n, k, unsigned(m * 7 + n + k));
   std::vector<T> one;
   {
@@ -176,6 +180,41 @@ void expect_thread_invariant(char ta, char tb, int m, int n, int k, T alpha, T b
         << scalar<T>::x << "gemm " << ta << tb << " m=" << m << " n=" << n << " k=" << k << " on " << threads
         << " threads";
   }
+  if (!failing) return;
+  std::vector<T> bare;
+  {
+    thread_count t(1);
+    orb_test_fail_allocation(1, 1);
+    bare = p.run(alpha, beta);
+    orb_test_fail_allocation(0, 0);
+  }
+  thread_count t(2);
+  const long live = orb_test_live_blocks(), before = orb_test_allocation_count();
+  p.run(alpha, beta);
+  const long count = orb_test_allocation_count() - before;
+  for (long nth = 1; nth <= count + 1; ++nth)
+    for (int persistent : {0, 1}) {
+      orb_test_fail_allocation(nth, persistent);
+      const std::vector<T> got = p.run(alpha, beta);
+      orb_test_fail_allocation(0, 0);
+      EXPECT_TRUE(same_bits(got, persistent && nth == 1 ? bare : one))
+          << scalar<T>::x << "gemm allocation " << nth << (persistent ? " on" : "") << " failing";
+      EXPECT_EQ(orb_test_live_blocks(), live);
+    }
+}
+
+// Packed calls with rows enough run as one team sharing B: several K
+// blocks, several N blocks (the two B panels in turn), rows beyond one A
+// panel (z on two threads). Sizes just above the core's threshold for
+// threads: this test also runs under ThreadSanitizer.
+TEST(GemmEntry, SameBitsWhenTheTeamSharesB) {
+  expect_thread_invariant<double>('N', 'N', 200, 260, 60, 0.5, 0.25, true);
+  expect_thread_invariant<double>('T', 'N', 400, 20, 390, -1.0, 0.0);
+  expect_thread_invariant<float>('T', 'N', 200, 30, 400, 0.5, 1.0);
+  expect_thread_invariant<orb_complex8>('N', 'C', 100, 300, 72, make<orb_complex8>(0.5, -1),
+                                        make<orb_complex8>(0.25, 0.5));
+  expect_thread_invariant<orb_complex16>('C', 'T', 5000, 20, 22, make<orb_complex16>(1, 1),
+                                         make<orb_complex16>(-1, 0));
 }
 
 // Every shape is above the size where the core starts a team.
