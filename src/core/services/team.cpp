@@ -30,7 +30,10 @@ constexpr int kMaxHelpers = 127;
 // the calls of a loop of GEMMs, short enough not to hold a core from the
 // rest of the program for long.
 constexpr auto kAwake = std::chrono::microseconds(200);
-constexpr int kSpinsBeforeYield = 4000;
+// A waiting thread gives its processor away early and often: on a busy
+// machine the member it waits for may be queued behind it on the same
+// processor.
+constexpr int kSpinsBeforeYield = 100;
 
 inline void cpu_relax() {
 #if defined(__i386__) || defined(__x86_64__)
@@ -84,10 +87,13 @@ void* helper_main(void* arg) {
     int spins = 0;
     std::uint32_t now;
     while ((now = box.generation.load(std::memory_order_acquire)) == seen) {
-      if (++spins % 256 == 0 && std::chrono::steady_clock::now() - since > kAwake)
-        sleep_on(box, seen);
-      else
+      if (++spins % 256 != 0) {
         cpu_relax();
+      } else if (std::chrono::steady_clock::now() - since > kAwake) {
+        sleep_on(box, seen);
+      } else {
+        sched_yield();
+      }
     }
     seen = now;
     box.fn(me, box.size, box.context);
@@ -148,12 +154,8 @@ int team_run(int want, void (*fn)(int, int, void*), void* context) {
   fn(0, size, context);
   int spins = 0;
   while (g_pending.load(std::memory_order_acquire) != 0) {
-    if (++spins < kSpinsBeforeYield) {
-      cpu_relax();
-    } else {
-      sched_yield();
-      spins = 0;
-    }
+    if (++spins < kSpinsBeforeYield) cpu_relax();
+    else sched_yield();
   }
   g_busy.store(0, std::memory_order_release);
   return size;
