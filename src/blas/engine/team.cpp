@@ -55,9 +55,12 @@ void team_gemm(const char* transa, const char* transb, int M, int N, int K, cons
   gemm_kernel_info<T> info;
   initialize_kernel_info<T>(&params, &A, &B, &C, &sgy, &info);
   const int um = info.strategy.unroll_m;
+  // Rows go out, and A is packed and multiplied, in groups of the strips one
+  // register tile spans.
+  const int group = um * kTileStrips;
 
   int rows = 0;
-  const int r0 = orb_serv_divbythreadsnb(&thread, &nthreads, &M, &um, &rows);
+  const int r0 = orb_serv_divbythreadsnb(&thread, &nthreads, &M, &group, &rows);
   const T alpha = *palpha, onev = one<T>();
   T beta = *pbeta;
   blas_matrix mine = sub_view(C, r0 < M ? r0 : 0, 0, rows, N);
@@ -70,9 +73,9 @@ void team_gemm(const char* transa, const char* transb, int M, int N, int K, cons
   gemm_buffers bf;
   initialize_buffers<T>(&A, &B, &info.strategy, &bf);
   const int kb = bf.k_block, nblk = bf.n_block;
-  const int strips = (M + um - 1) / um;
-  const int most = (strips + nthreads - 1) / nthreads * um;  // rows of the largest share
-  const int cap = min_int(most, bf.m_block);
+  const int groups = (M + group - 1) / group;
+  const int most = (groups + nthreads - 1) / nthreads * group;  // rows of the largest share
+  const int cap = round_up(min_int(most, bf.m_block), um);
   const std::size_t e = sizeof(T);
   const std::size_t b_bytes = pages(std::size_t(nblk) * std::size_t(kb) * e + 768);
   const std::size_t a_bytes = pages(std::size_t(cap) * std::size_t(kb) * e + 1664);
@@ -131,9 +134,9 @@ void team_gemm(const char* transa, const char* transb, int M, int N, int K, cons
           info.kernel(&onev, &apv, &bp, &bet, &cv, nullptr);
           continue;
         }
-        // Strip by strip, each multiplied while it is fresh in cache.
-        for (int s = 0; s < ms; s += um) {
-          const int sr = min_int(um, ms - s);
+        // Group by group of strips, each multiplied while it is fresh in cache.
+        for (int s = 0; s < ms; s += group) {
+          const int sr = min_int(group, ms - s);
           blas_matrix src = sub_view(A, r0 + i + s, p0, sr, kl);
           blas_matrix dst = apv;
           dst.base = getPointer_buffer(0, s, &apv);
