@@ -2,6 +2,8 @@
 // every library compared, and the peer libraries opened by path.
 #pragma once
 
+#include <unistd.h>
+
 #include <dlfcn.h>
 #include <immintrin.h>
 
@@ -160,5 +162,19 @@ inline double measure_peak(build b, bool single) {
 
 // Double-precision peak of one core in GFLOPS for the build in use.
 inline double measure_peak() { return measure_peak(build_in_use(), false); }
+
+// Threaded libraries take turns in the benchmarks. Threads that spin after
+// their call would steal the cores from the next library, so the OpenMP
+// runtime is asked to let waiting threads sleep, and so is OpenBLAS's own
+// pool (whose workers otherwise spin some 0.1 s after each call: long
+// enough to hold a core through the whole next batch of another library,
+// which then runs two threads on one core). Both read the setting at load,
+// hence the fresh start of the program with it; call first thing in main.
+inline void restart_with_sleeping_peers(char** argv) {
+  if (std::getenv("OMP_WAIT_POLICY")) return;
+  setenv("OMP_WAIT_POLICY", "passive", 1);
+  setenv("OPENBLAS_THREAD_TIMEOUT", "4", 0);
+  execv("/proc/self/exe", argv);
+}
 
 }  // namespace orb::bench

@@ -263,18 +263,7 @@ std::vector<shape> shapes(bool full, const std::vector<int>& only, bool skinny) 
 }  // namespace
 
 int main(int argc, char** argv) {
-  // Threaded libraries take turns here. Threads that spin after their
-  // call would steal the cores from the next library, so the OpenMP
-  // runtime is asked to let waiting threads sleep, and so is OpenBLAS's own
-  // pool (whose workers otherwise spin some 0.1 s after each call: long
-  // enough to hold a core through the whole next batch of another library,
-  // which then runs two threads on one core). Both read the setting at
-  // load, hence the fresh start of this program with it.
-  if (!std::getenv("OMP_WAIT_POLICY")) {
-    setenv("OMP_WAIT_POLICY", "passive", 1);
-    setenv("OPENBLAS_THREAD_TIMEOUT", "4", 0);
-    execv("/proc/self/exe", argv);
-  }
+  orb::bench::restart_with_sleeping_peers(argv);
   bool full = false;
   std::string csv = "gemm_bench.csv", png, types = "sdcz";
   std::string openblas = ORB_BENCH_OPENBLAS, blis = ORB_BENCH_BLIS;

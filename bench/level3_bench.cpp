@@ -185,14 +185,7 @@ std::vector<int> int_list(const std::string& s) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  // OpenMP-threaded peers take turns here: threads that spin after their
-  // region would steal the cores from the next library, so the runtime is
-  // asked to let waiting threads sleep; it reads the setting at load, hence
-  // the fresh start of this program with it.
-  if (!std::getenv("OMP_WAIT_POLICY")) {
-    setenv("OMP_WAIT_POLICY", "passive", 1);
-    execv("/proc/self/exe", argv);
-  }
+  orb::bench::restart_with_sleeping_peers(argv);
   double min_time = 0.3;
   std::vector<int> sizes = {32, 100, 250, 500, 1000, 2000}, threads = {1, 2};
   std::string csv = "level3_bench.csv", png, only, openblas = ORB_BENCH_OPENBLAS, blis = ORB_BENCH_BLIS;

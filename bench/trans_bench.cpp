@@ -251,6 +251,7 @@ void run(const options& opt) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  orb::bench::restart_with_sleeping_peers(argv);
   options opt;
   for (int i = 1; i < argc; ++i) {
     const std::string arg = argv[i];
