@@ -84,17 +84,6 @@ void mscale(int rows, int cols, const T& beta, T* c, int ldc) {
   for (; j < cols; ++j) scale_stretch<R, C>(cr + j * ld, len, f);
 }
 
-template <class T> struct entry_routines;
-#define ORB_ENTRY_ROUTINES(T, t)                                                           \
-  template <> struct entry_routines<T> {                                                    \
-    static constexpr auto pst = ORB_BLAS(t##gemm_pst);                                      \
-  };
-ORB_ENTRY_ROUTINES(float, s)
-ORB_ENTRY_ROUTINES(double, d)
-ORB_ENTRY_ROUTINES(orb_complex8, c)
-ORB_ENTRY_ROUTINES(orb_complex16, z)
-#undef ORB_ENTRY_ROUTINES
-
 // Steps shared by the drivers ahead of the loops. Returns true when the
 // call is complete.
 template <class T>
@@ -301,7 +290,7 @@ void packed(const char* transa, const char* transb, const int* pm, const int* pn
   }
   const bool direct = (ta != 'N' && tb == 'N') ? M < G::pst_m : N < G::pst_n;
   if (direct && may_go_direct) {
-    entry_routines<T>::pst(transa, transb, pm, pn, pk, palpha, a, lda, b, ldb, pbeta, c, ldc);
+    gemm_entries<T>::pst(transa, transb, pm, pn, pk, palpha, a, lda, b, ldb, pbeta, c, ldc);
     return;
   }
   // A short K, or a product small all round: the driver's result without

@@ -9,21 +9,11 @@
 #include <new>
 
 #include "blas/engine/engine.hpp"
+#include "blas/engine/paths.hpp"
 
 namespace orb::engine {
 
 namespace {
-
-template <class T> struct entry;
-#define ORB_ENTRY(T, t)                                                            \
-  template <> struct entry<T> {                                                    \
-    static constexpr auto gemm = ORB_BLAS(x##t##gemm);                             \
-  };
-ORB_ENTRY(float, s)
-ORB_ENTRY(double, d)
-ORB_ENTRY(orb_complex8, c)
-ORB_ENTRY(orb_complex16, z)
-#undef ORB_ENTRY
 
 template <class T> using handle_t = gemm_pack_handle<T>;
 
@@ -223,7 +213,7 @@ int internal(const char* transa, const char* transb, const int* pm, const int* p
     }
     case 2: {
       if (!h) {
-        entry<T>::gemm(transa, transb, pm, pn, pk, alpha, a, plda, b, pldb, beta, c, pldc);
+        gemm_entries<T>::gemm(transa, transb, pm, pn, pk, alpha, a, plda, b, pldb, beta, c, pldc);
         return 1;
       }
       const int m = *pm, n = *pn, k = *pk;
@@ -233,7 +223,7 @@ int internal(const char* transa, const char* transb, const int* pm, const int* p
       const bool ok = m >= 1 && n >= 1 && accepted(h, transa, m, k, a, *plda, &offset);
       orb_serv_unlock(&h->lock);
       auto give_up = [&]() {
-        entry<T>::gemm(transa, transb, pm, pn, pk, alpha, a, plda, b, pldb, beta, c, pldc);
+        gemm_entries<T>::gemm(transa, transb, pm, pn, pk, alpha, a, plda, b, pldb, beta, c, pldc);
         orb_serv_lock(&h->lock);
         leave_users(h);
         orb_serv_unlock(&h->lock);
@@ -411,7 +401,7 @@ int team(const char* transa, const char* transb, const int* pm, const int* pn, c
         // The plain GEMM of the whole call, on thread 0: the fallback gives
         // the same bits whatever the team's size (slices of rows could take
         // other paths than the whole).
-        if (thread == 0) entry<T>::gemm(transa, transb, pm, pn, pk, alpha, a, plda, b, pldb, beta, c, pldc);
+        if (thread == 0) gemm_entries<T>::gemm(transa, transb, pm, pn, pk, alpha, a, plda, b, pldb, beta, c, pldc);
         return 1;
       };
       if (!h) return slice();

@@ -84,6 +84,23 @@ ORB_API void ORB_BLAS(dgemm_pst)(ORB_GEMM_ARGS(double));
 ORB_API void ORB_BLAS(cgemm_pst)(ORB_GEMM_ARGS(orb_complex8));
 ORB_API void ORB_BLAS(zgemm_pst)(ORB_GEMM_ARGS(orb_complex16));
 
+namespace orb::engine {
+// The whole-call entries of each type, for code written once over the
+// types: x?gemm, the packed branch x?gemm_packed, the direct ?gemm_pst.
+template <class T> struct gemm_entries;
+#define ORB_GEMM_ENTRIES(T, t)                                   \
+  template <> struct gemm_entries<T> {                           \
+    static constexpr auto gemm = ORB_BLAS(x##t##gemm);           \
+    static constexpr auto packed = ORB_BLAS(x##t##gemm_packed);  \
+    static constexpr auto pst = ORB_BLAS(t##gemm_pst);           \
+  };
+ORB_GEMM_ENTRIES(float, s)
+ORB_GEMM_ENTRIES(double, d)
+ORB_GEMM_ENTRIES(orb_complex8, c)
+ORB_GEMM_ENTRIES(orb_complex16, z)
+#undef ORB_GEMM_ENTRIES
+}  // namespace orb::engine
+
 #include <cmath>
 #include <cstddef>
 #include <cstdint>

@@ -20,20 +20,10 @@
 // panel before the first barrier; when it fails, each member runs the
 // one-thread packed driver on its rows, which gives the same bits.
 #include "blas/engine/engine.hpp"
+#include "blas/engine/paths.hpp"
 
 namespace orb::engine {
 namespace {
-
-template <class T> struct team_routines;
-#define ORB_TEAM_ROUTINES(T, t)                                   \
-  template <> struct team_routines<T> {                           \
-    static constexpr auto packed = ORB_BLAS(x##t##gemm_packed);   \
-  };
-ORB_TEAM_ROUTINES(float, s)
-ORB_TEAM_ROUTINES(double, d)
-ORB_TEAM_ROUTINES(orb_complex8, c)
-ORB_TEAM_ROUTINES(orb_complex16, z)
-#undef ORB_TEAM_ROUTINES
 
 constexpr std::size_t kPage = 4096;
 inline std::size_t pages(std::size_t bytes) { return (bytes + kPage - 1) / kPage * kPage; }
@@ -85,7 +75,7 @@ void team_gemm(const char* transa, const char* transb, int M, int N, int K, cons
   if (!state->block) {
     if (rows > 0) {
       const T* ar = upper_char(transa) == 'N' ? a + r0 : a + std::ptrdiff_t(r0) * lda;
-      team_routines<T>::packed(transa, transb, &rows, &N, &K, palpha, ar, &lda, b, &ldb, pbeta, c + r0, &ldc);
+      gemm_entries<T>::packed(transa, transb, &rows, &N, &K, palpha, ar, &lda, b, &ldb, pbeta, c + r0, &ldc);
     }
     return;
   }
