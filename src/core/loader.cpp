@@ -176,26 +176,31 @@ void fill_trans_portable(trans_table& t) {
   t.name = "built-in portable kernels";
 }
 
-// The transposition kernels come from the library the BLAS table was
-// filled from, so that one process never mixes builds.
-trans_table load_trans() {
-  trans_table t{};
+// A domain's kernels (transposition, DFT) come from the library the BLAS
+// table was filled from, so that one process never mixes builds; where that
+// library lacks one, the built-in portable kernels serve.
+template <class Table>
+Table load_domain(const char* what, bool (*fill_from)(void*, const char*, Table&, std::string&),
+                  void (*fill_portable)(Table&)) {
+  Table t{};
   const kernel_table& k = kernels();
   for (int i = 0; i < kNumBuilds; ++i) {
     if (kBuilds[i].level != k.level || std::strcmp(kBuilds[i].tag, "def") == 0) continue;
     std::string missing;
     void* h = open_build(i);
-    if (h && fill_trans_from(h, kBuilds[i].tag, t, missing)) {
+    if (h && fill_from(h, kBuilds[i].tag, t, missing)) {
       t.level = k.level;
       t.name = k.name;
       return t;
     }
-    std::fprintf(stderr, "orb: cannot take the transposition kernels from %s: it lacks %s; using the built-in portable kernels\n",
-                 kBuilds[i].file, missing.c_str());
+    std::fprintf(stderr, "orb: cannot take the %s kernels from %s: it lacks %s; using the built-in portable kernels\n",
+                 what, kBuilds[i].file, missing.c_str());
   }
-  fill_trans_portable(t);
+  fill_portable(t);
   return t;
 }
+
+trans_table load_trans() { return load_domain<trans_table>("transposition", fill_trans_from, fill_trans_portable); }
 
 bool fill_dft_from(void* h, const char* tag, dft_table& t, std::string& missing) {
   const std::string prefix = std::string("orb_dft_") + tag + "_";
@@ -224,26 +229,7 @@ void fill_dft_portable(dft_table& t) {
   t.name = "built-in portable kernels";
 }
 
-// The DFT kernels, like the transposition kernels, come from the library
-// the BLAS table was filled from.
-dft_table load_dft() {
-  dft_table t{};
-  const kernel_table& k = kernels();
-  for (int i = 0; i < kNumBuilds; ++i) {
-    if (kBuilds[i].level != k.level || std::strcmp(kBuilds[i].tag, "def") == 0) continue;
-    std::string missing;
-    void* h = open_build(i);
-    if (h && fill_dft_from(h, kBuilds[i].tag, t, missing)) {
-      t.level = k.level;
-      t.name = k.name;
-      return t;
-    }
-    std::fprintf(stderr, "orb: cannot take the DFT kernels from %s: it lacks %s; using the built-in portable kernels\n",
-                 kBuilds[i].file, missing.c_str());
-  }
-  fill_dft_portable(t);
-  return t;
-}
+dft_table load_dft() { return load_domain<dft_table>("DFT", fill_dft_from, fill_dft_portable); }
 
 }  // namespace
 
