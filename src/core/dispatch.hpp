@@ -4,7 +4,7 @@
 #include <stddef.h>
 
 #include "orb/orb_types.h"
-#include "dft/codelet_types.h"
+#include "dft/dft_types.h"
 
 namespace orb::core {
 

@@ -3,7 +3,7 @@
 // generated: a change to it recompiles the DFT sources alone.
 #pragma once
 
-#include "dft/codelet_types.h"
+#include "dft/dft_types.h"
 #include "frame/export.hpp"
 
 // ORB_DFTK(cDFTfwd_5_64fc) is orb_dft_avx2_cDFTfwd_5_64fc in the AVX2 build.
