@@ -77,32 +77,44 @@ void tri_kernel(bool lower, bool herm, bool b0, int m, int n, int k, const T* a,
   // The Hermitian forms send the diagonal through the scratch tile too, where
   // its imaginary part is cleared: `strict` keeps it out of the direct calls.
   const int strict = herm ? 1 : 0;
-  if (lower) {
-    // Columns up to d lie inside for every row of the block.
-    const int cf = d + 1 - strict <= 0 ? 0 : min_int((d + 1 - strict) / UN * UN, n);
-    direct(0, m, 0, cf);
-    for (int c0 = cf; c0 < n; c0 += UN) {
-      const int w = min_int(UN, n - c0);
-      const int first = max_int(0, c0 - d);  // first row that meets the tile
-      if (first >= m) break;
-      const int full = c0 + w - 1 - d + strict;  // rows from here hold the whole tile
-      int r0 = first / UM * UM;
-      for (; r0 < m && r0 < full; r0 += UM) through_scratch(r0, c0, w);
-      if (r0 < m) direct(r0, m - r0, c0, w);
-    }
-  } else {
-    // Columns from ct on lie inside for every row of the block.
-    const int x = m - 1 + d + strict;
-    const int ct = x <= 0 ? 0 : min_int((x + UN - 1) / UN * UN, n);
-    direct(0, m, ct, n - ct);
-    for (int c0 = 0; c0 < ct; c0 += UN) {
-      const int w = min_int(UN, n - c0);
-      const int end = min_int(m, c0 + w - d);  // rows before this meet the tile
-      if (end <= 0) continue;
-      const int full = c0 - d + 1 - strict;  // rows before this hold the whole tile
-      const int rf = full <= 0 ? 0 : full >= m ? m : full / UM * UM;
-      direct(0, rf, c0, w);
-      for (int r0 = rf; r0 < end; r0 += UM) through_scratch(r0, c0, w);
+  // Each register tile (UM rows from a multiple of UM, UN columns from a
+  // multiple of UN) is inside the triangle, outside, or straddles the
+  // diagonal; which one alone decides the path of its elements. The walk
+  // takes the rows in chunks of one wide register tile and, in each chunk,
+  // all the columns: the chunk's rows of the A panel are then reused across
+  // the whole B block, as in GEMM, instead of every column group streaming
+  // all rows of A (which left the cache once the A block outgrew the L2).
+  constexpr int RH = UM * kTileStrips;
+  for (int t0 = 0; t0 < m; t0 += RH) {
+    const int t1 = min_int(m, t0 + RH);
+    if (lower) {
+      // Column groups inside for every row of the chunk: c0 + w - 1 <= t0 + d - strict.
+      const int e = t0 + d + 1 - strict;
+      const int cf = e <= 0 ? 0 : min_int(e / UN * UN, n);
+      direct(t0, t1 - t0, 0, cf);
+      for (int c0 = cf; c0 < n; c0 += UN) {
+        const int w = min_int(UN, n - c0);
+        const int first = c0 - d;  // first row that meets the group
+        if (first >= t1) break;
+        const int full = c0 + w - 1 - d + strict;  // rows from here hold the whole group
+        int r0 = first <= t0 ? t0 : first / UM * UM;
+        for (; r0 < t1 && r0 < full; r0 += UM) through_scratch(r0, c0, w);
+        if (r0 < t1) direct(r0, t1 - r0, c0, w);
+      }
+    } else {
+      // Column groups inside for every row of the chunk: c0 >= t1 - 1 + d + strict.
+      const int x = t1 - 1 + d + strict;
+      const int ct = x <= 0 ? 0 : min_int((x + UN - 1) / UN * UN, n);
+      direct(t0, t1 - t0, ct, n - ct);
+      for (int c0 = 0; c0 < ct; c0 += UN) {
+        const int w = min_int(UN, n - c0);
+        const int end = min_int(t1, c0 + w - d);  // rows before this meet the group
+        if (end <= t0) continue;
+        const int full = c0 - d + 1 - strict;  // rows before this hold the whole group
+        const int rf = full <= t0 ? t0 : full >= m ? t1 : min_int(t1, full / UM * UM);
+        direct(t0, rf - t0, c0, w);
+        for (int r0 = rf; r0 < end; r0 += UM) through_scratch(r0, c0, w);
+      }
     }
   }
 }
