@@ -237,9 +237,12 @@ __attribute__((always_inline)) inline void left_square(int w, const R* as, int s
       const V a = coef(q);
       // Lower: rows q and below; upper: rows q and above.
       const V edge = V::set1(Lower ? R(q) - R(0.5) : R(q) + R(0.5));
+      // Unrolled, so that the tile stays in registers.
+#pragma GCC unroll 6
       for (int j = 0; j < GW; ++j) {
         V nv = v[j];
         add_scaled<R, C>(nv, a, row(q, j), sign);
+#pragma GCC unroll 4
         for (int k = 0; k < V::K; ++k)
           v[j].r[k] = Lower ? V::Reg::blend_gt(lane_row.r[k], edge.r[k], nv.r[k], v[j].r[k])
                             : V::Reg::blend_gt(edge.r[k], lane_row.r[k], nv.r[k], v[j].r[k]);
@@ -266,7 +269,10 @@ __attribute__((always_inline)) inline void right_square(int w, const R* tg, int 
     acc = fma(x, V::set1(f[0]), acc);
     if constexpr (C == 2) acc = fma(swap_pairs(x) * sign, V::set1(f[1]), acc);
   };
+  // Every loop unrolled (GW is a constant), so that the tile stays in
+  // registers and each k below is a constant.
   if constexpr (Solve) {
+#pragma GCC unroll 6
     for (int step = 0; step < GW; ++step) {
       const int j = Upper ? step : GW - 1 - step;
       const R* d = t(g0 + j, j);
@@ -275,12 +281,15 @@ __attribute__((always_inline)) inline void right_square(int w, const R* tg, int 
       x.store_mask(c + ptrdiff_t(j) * ldc * C, live);
       x.store_mask(xs + ptrdiff_t(g0 + j) * w * C, live);
       const int j0 = Upper ? j + 1 : 0, j1 = Upper ? GW : j;
+#pragma GCC unroll 6
       for (int k = j0; k < j1; ++k) add_times(v[k], x, t(g0 + j, k));
     }
   } else {
+#pragma GCC unroll 6
     for (int j = 0; j < GW; ++j) {
       const V x = V::load_mask(xs + ptrdiff_t(g0 + j) * w * C, live);
       const int j0 = Upper ? j : 0, j1 = Upper ? GW : j + 1;
+#pragma GCC unroll 6
       for (int k = j0; k < j1; ++k) add_times(v[k], x, t(g0 + j, k));
     }
     for (int j = 0; j < GW; ++j) v[j].store_mask(c + ptrdiff_t(j) * ldc * C, live);
