@@ -127,6 +127,13 @@ void build_cplan(cplan<T>& p, int order, arena& a, const twiddles* tw) {
   }
 }
 
+// The real recombination's table: k = 1 .. N/4 in vectors of V values,
+// a vector of cosines and one of sines each.
+template <class T>
+long real_table_len(long n) {
+  return (n / 4 + kV<T> - 1) / kV<T> * 2 * kL<T>;
+}
+
 // Sizes of a specification: its block (record, tables, alignment slack),
 // the init buffer (the quarter-wave table of orders above 10) and the work
 // buffer of a transform.
@@ -139,7 +146,7 @@ int sizes(int order, std::int64_t* spec, std::int64_t* init, std::int64_t* buf) 
     cplan<T> p{};
     build_cplan<T>(p, co, a, nullptr);
   }
-  if (F == form::real && co >= kMinCoreOrder) a.take<T>(2 * (n / 4 + 1));
+  if (F == form::real && co >= kMinCoreOrder) a.take<T>(real_table_len<T>(n));
   *spec = a.used + 64;
   *init = order > kFixedOrder ? std::int64_t(n / 4 + 1) * 8 + 64 : 0;
   // Complex: N values for part 1. Split: the same (its halves double as
@@ -196,13 +203,17 @@ int init(orb_keps_fft_spec** handle, int order, int flag, int hint, unsigned cha
     s->bitrev_table = const_cast<int*>(p.perm);
     s->twiddle_table = const_cast<T*>(p.stage_tw[0] ? p.stage_tw[0] : p.final_tw);
     if (F == form::real) {
-      T* r = a.take<T>(2 * (n / 4 + 1));
-      for (long k = 0; k <= n / 4; ++k) {
-        double c, sn;
-        tw.at(k, order, &c, &sn);
-        r[2 * k] = T(c);
-        r[2 * k + 1] = T(sn);
-      }
+      T* r = a.take<T>(real_table_len<T>(n));
+      constexpr int NV = kV<T>, L = kL<T>;
+      for (long j = 0; j < real_table_len<T>(n) / (2 * L); ++j)
+        for (int c = 0; c < NV; ++c) {
+          double co, sn;
+          tw.at(1 + NV * j + c, order, &co, &sn);
+          T* w = r + j * 2 * L + 2 * c;
+          w[0] = w[1] = T(co);
+          w[L] = T(sn);
+          w[L + 1] = T(-sn);
+        }
       s->real_tw = r;
     }
   }
@@ -438,25 +449,9 @@ int real_fwd(const T* src, T* dst, const orb_keps_fft_spec* s, unsigned char* bu
     if (const int st = w.get(s, buf)) return st;
     const long h = n / 2;
     run<T, false>(plan_of<T>(s), src, reinterpret_cast<T*>(w.p), dst, dst + h, false, T(1));
-    // X_k = A_k + W^k B_k and X_(h-k) = conj(A_k - W^k B_k), where
-    // A_k = (Z_k + conj Z_(h-k)) / 2 and B_k = (Z_k - conj Z_(h-k)) / 2i.
     const T* tw = static_cast<const T*>(s->real_tw);
-    const T zr0 = dst[0], zi0 = dst[1];
-    dst[0] = (zr0 + zi0) * scale;
-    dst[1] = (zr0 - zi0) * scale;
-    const T half = T(0.5);
-    for (long k = 1; k <= h / 2; ++k) {
-      const long m = h - k;
-      const T zr = dst[2 * k], zi = dst[2 * k + 1], mr = dst[2 * m], mi = dst[2 * m + 1];
-      const T ar = half * (zr + mr), ai = half * (zi - mi);
-      const T br = half * (zi + mi), bi = half * (mr - zr);
-      const T c = tw[2 * k], sn = tw[2 * k + 1];
-      const T wr = c * br + sn * bi, wi = c * bi - sn * br;
-      dst[2 * k] = (ar + wr) * scale;
-      dst[2 * k + 1] = (ai + wi) * scale;
-      dst[2 * m] = (ar - wr) * scale;
-      dst[2 * m + 1] = (wi - ai) * scale;
-    }
+    if (sc) real_fwd_recombine<T, true>(dst, h, tw, scale);
+    else real_fwd_recombine<T, false>(dst, h, tw, scale);
   }
   from_perm(dst, n, to);
   return kOk;
@@ -489,24 +484,7 @@ int real_inv(const T* src, T* dst, const orb_keps_fft_spec* s, unsigned char* bu
   const long h = n / 2;
   T* z = reinterpret_cast<T*>(w.p);
   T* wk = z + n;
-  // Z_k = A + i B with A = X_k + conj X_(h-k), B = (X_k - conj X_(h-k))
-  // conj W^k: the factors of 2 stay, so that the inverse is unnormalised.
-  const T* tw = static_cast<const T*>(s->real_tw);
-  const T r0 = src[0], rn = src[lo.nyq];
-  z[0] = r0 + rn;
-  z[1] = r0 - rn;
-  for (long k = 1; k <= h / 2; ++k) {
-    const long m = h - k;
-    const T xr = src[2 * k + lo.off], xi = src[2 * k + 1 + lo.off];
-    const T mr = src[2 * m + lo.off], mi = src[2 * m + 1 + lo.off];
-    const T ar = xr + mr, ai = xi - mi, dr = xr - mr, di = xi + mi;
-    const T c = tw[2 * k], sn = tw[2 * k + 1];
-    const T br = c * dr - sn * di, bi = c * di + sn * dr;
-    z[2 * k] = ar - bi;
-    z[2 * k + 1] = ai + br;
-    z[2 * m] = ar + bi;
-    z[2 * m + 1] = br - ai;
-  }
+  real_inv_recombine<T>(src + lo.off, src[0], src[lo.nyq], z, h, static_cast<const T*>(s->real_tw));
   run<T, true>(plan_of<T>(s), z, wk, dst, dst + h, sc, scale);
   return kOk;
 }

@@ -25,7 +25,7 @@ struct orb_keps_fft_spec {
   void* alloc;          // the block InitAlloc took, or null
   int complex_order;    // order of the complex transform inside (order - 1 for real kinds)
   int pad_;
-  const void* real_tw;  // real recombination: (cos, sin) of 2 pi k / N, k = 0 .. N/4
+  const void* real_tw;  // real recombination: cos and sin of 2 pi k / N, k = 1 .. N/4, by vectors
   orb::dft::fft::cplan<float> plan32;
   orb::dft::fft::cplan<double> plan64;
 };

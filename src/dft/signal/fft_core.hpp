@@ -28,6 +28,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cmath>
 #include <cstring>
 
 #include "dft/backends/sync.hpp"
@@ -195,6 +196,33 @@ inline void block_stages(const cplan<T>& p, int s0, const T* in, T* out, std::pt
   }
 }
 
+// The complex values of a vector in reverse order (lane pair c trades
+// with pair V-1-c). Data movement only, so every build gives the same bits.
+// (Masked forms with a full mask: the plain ones pass GCC 12 an undefined
+// operand that -Wmaybe-uninitialized reports.)
+template <class T>
+[[gnu::always_inline]] inline vec<T> reverse_pairs(const vec<T>& a) {
+  vec<T> r;
+#if ORB_LEVEL >= 9
+  if constexpr (sizeof(T) == 8)
+    r.r[0] = _mm512_mask_permutexvar_pd(a.r[0], 0xff, _mm512_setr_epi64(6, 7, 4, 5, 2, 3, 0, 1), a.r[0]);
+  else
+    r.r[0] = _mm512_mask_permutexvar_ps(a.r[0], 0xffff, _mm512_setr_epi32(14, 15, 12, 13, 10, 11, 8, 9, 6, 7, 4, 5, 2, 3, 0, 1),
+                                       a.r[0]);
+#elif ORB_LEVEL >= 7
+  for (int k = 0; k < 2; ++k) {
+    if constexpr (sizeof(T) == 8) r.r[k] = _mm256_permute2f128_pd(a.r[1 - k], a.r[1 - k], 1);
+    else r.r[k] = _mm256_permutevar8x32_ps(a.r[1 - k], _mm256_setr_epi32(6, 7, 4, 5, 2, 3, 0, 1));
+  }
+#else
+  for (int k = 0; k < 4; ++k) {
+    if constexpr (sizeof(T) == 8) r.r[k] = a.r[3 - k];
+    else r.r[k] = _mm_shuffle_ps(a.r[3 - k], a.r[3 - k], _MM_SHUFFLE(1, 0, 3, 2));
+  }
+#endif
+  return r;
+}
+
 // ---- Part 2: the radix-V step across V vectors.
 
 template <class To, class From>
@@ -314,6 +342,91 @@ inline void run_team(const cplan<T>& p, const T* src, T* buf, T* dst, T* dst_hi,
     balance220_impl(step_units(p, k), 1, nthreads, tid, &start, &count);
     step_run<T, Inv>(p, k, src, buf, dst, dst_hi, start, start + count, scaled, scale);
     if (k + 1 < step_count(p)) moon_hit_barrier_wait_impl(barrier, tid, nthreads);
+  }
+}
+
+// ---- Real recombination. Z holds the h-point transform of the N = 2h
+// reals read as pairs; W^k = c - i s (s = sin 2 pi k / N). The table has,
+// for k = 1 + V j + lane, a vector of c twice per value and one of (s, -s).
+// Values k and h - k are done together: k in whole vectors while the
+// mirror vector stays above h/2, the rest one by one in scalar code that
+// rounds exactly as the lanes do.
+
+// Scalar mirrors of cmul and rot.
+template <class T, bool Inv>
+[[gnu::always_inline]] inline void cmul1(T ar, T ai, T c, T s, T* zr, T* zi) {
+  if constexpr (Inv) *zr = std::fma(-ai, s, ar * c), *zi = std::fma(ar, s, ai * c);
+  else *zr = std::fma(ai, s, ar * c), *zi = std::fma(ar, -s, ai * c);
+}
+
+// Forward, in place on z (interleaved, h values): X_k = A_k + W^k B_k and
+// X_(h-k) = conj(A_k - W^k B_k), A_k = (Z_k + conj Z_(h-k)) / 2,
+// B_k = (Z_k - conj Z_(h-k)) / 2i; the result in Perm order, times scale.
+template <class T, bool Scaled>
+inline void real_fwd_recombine(T* z, long h, const T* tw, T scale) {
+  using V = vec<T>;
+  constexpr int NV = kV<T>, L = kL<T>;
+  const T zr0 = z[0], zi0 = z[1];
+  z[0] = Scaled ? (zr0 + zi0) * scale : zr0 + zi0;
+  z[1] = Scaled ? (zr0 - zi0) * scale : zr0 - zi0;
+  const V half = V::set1(T(0.5)), conj = simd::odd_sign_mask<T>(), sc = V::set1(scale);
+  long k = 1;
+  for (; k + NV - 1 < h / 2; k += NV) {
+    const long mk = h - k - NV + 1;
+    const V zk = V::loadu(z + 2 * k), zm = simd::bit_xor(reverse_pairs(V::loadu(z + 2 * mk)), conj);
+    const V a = (zk + zm) * half, b = rot<T, false>(zk - zm) * half;
+    const T* w = tw + (k - 1) / NV * 2 * L;
+    const V t = cmul<T, false>(b, V::load(w), V::load(w + L));
+    V xk = a + t, xm = simd::bit_xor(a - t, conj);
+    if constexpr (Scaled) xk = xk * sc, xm = xm * sc;
+    xk.storeu(z + 2 * k);
+    reverse_pairs(xm).storeu(z + 2 * mk);
+  }
+  for (; k <= h / 2; ++k) {
+    const long m = h - k;
+    const T zr = z[2 * k], zi = z[2 * k + 1], mr = z[2 * m], mi = -z[2 * m + 1];
+    const T ar = (zr + mr) * T(0.5), ai = (zi + mi) * T(0.5);
+    const T br = (zi - mi) * T(0.5), bi = -(zr - mr) * T(0.5);
+    const T* w = tw + (k - 1) / NV * 2 * L + 2 * ((k - 1) % NV);
+    T tr, ti;
+    cmul1<T, false>(br, bi, w[0], w[L], &tr, &ti);
+    T xr = ar + tr, xi = ai + ti, yr = ar - tr, yi = -(ai - ti);
+    if constexpr (Scaled) xr *= scale, xi *= scale, yr *= scale, yi *= scale;
+    z[2 * k] = xr, z[2 * k + 1] = xi;
+    z[2 * m] = yr, z[2 * m + 1] = yi;
+  }
+}
+
+// Inverse: from X (frequency k at x + 2k, R0 at x[0], R(N/2) at nyq) to
+// Z_k = A + i B, Z_(h-k) = conj(A - i B), A = X_k + conj X_(h-k),
+// B = (X_k - conj X_(h-k)) conj W^k (the factors 2 stay: unnormalised).
+template <class T>
+inline void real_inv_recombine(const T* x, T r0, T rn, T* z, long h, const T* tw) {
+  using V = vec<T>;
+  constexpr int NV = kV<T>, L = kL<T>;
+  z[0] = r0 + rn;
+  z[1] = r0 - rn;
+  const V conj = simd::odd_sign_mask<T>();
+  long k = 1;
+  for (; k + NV - 1 < h / 2; k += NV) {
+    const long mk = h - k - NV + 1;
+    const V xk = V::loadu(x + 2 * k), xm = simd::bit_xor(reverse_pairs(V::loadu(x + 2 * mk)), conj);
+    const V a = xk + xm, d = xk - xm;
+    const T* w = tw + (k - 1) / NV * 2 * L;
+    const V b = rot<T, true>(cmul<T, true>(d, V::load(w), V::load(w + L)));
+    (a + b).storeu(z + 2 * k);
+    reverse_pairs(simd::bit_xor(a - b, conj)).storeu(z + 2 * mk);
+  }
+  for (; k <= h / 2; ++k) {
+    const long m = h - k;
+    const T xr = x[2 * k], xi = x[2 * k + 1], mr = x[2 * m], mi = -x[2 * m + 1];
+    const T ar = xr + mr, ai = xi + mi, dr = xr - mr, di = xi - mi;
+    const T* w = tw + (k - 1) / NV * 2 * L + 2 * ((k - 1) % NV);
+    T br, bi;
+    cmul1<T, true>(dr, di, w[0], w[L], &br, &bi);
+    // i B = (-bi, br)
+    z[2 * k] = ar + -bi, z[2 * k + 1] = ai + br;
+    z[2 * m] = ar - -bi, z[2 * m + 1] = -(ai - br);
   }
 }
 
