@@ -100,6 +100,23 @@ template <class T, bool Inv>
 
 // ---- Part 1: stages on whole vectors.
 
+// One radix-4 butterfly in place: a0 + a1 + a2 + a3 and the other three
+// sums, those times w^1, w^2, w^3 (six scalars at w) when Twiddled.
+template <class T, bool Inv, bool Twiddled>
+[[gnu::always_inline]] inline void bfly4(vec<T>& a0, vec<T>& a1, vec<T>& a2, vec<T>& a3, const T* w) {
+  const vec<T> t0 = a0 + a2, t1 = a0 - a2, t2 = a1 + a3, t3 = rot<T, Inv>(a1 - a3);
+  a0 = t0 + t2;
+  if constexpr (Twiddled) {
+    a1 = cmul_s<T, Inv>(t1 + t3, w);
+    a2 = cmul_s<T, Inv>(t0 - t2, w + 2);
+    a3 = cmul_s<T, Inv>(t1 - t3, w + 4);
+  } else {
+    a1 = t1 + t3;
+    a2 = t0 - t2;
+    a3 = t1 - t3;
+  }
+}
+
 // Radix-4 butterflies [i0, i1) of a block at in / out with span h vectors.
 template <class T, bool Inv>
 inline void radix4(const T* in, T* out, std::ptrdiff_t h, const T* tw, std::ptrdiff_t i0, std::ptrdiff_t i1) {
@@ -107,14 +124,13 @@ inline void radix4(const T* in, T* out, std::ptrdiff_t h, const T* tw, std::ptrd
   constexpr int L = kL<T>;
   for (std::ptrdiff_t i = i0; i < i1; ++i) {
     const T* p = in + i * L;
-    const V a0 = V::loadu(p), a1 = V::loadu(p + h * L), a2 = V::loadu(p + 2 * h * L), a3 = V::loadu(p + 3 * h * L);
-    const V t0 = a0 + a2, t1 = a0 - a2, t2 = a1 + a3, t3 = rot<T, Inv>(a1 - a3);
+    V a0 = V::loadu(p), a1 = V::loadu(p + h * L), a2 = V::loadu(p + 2 * h * L), a3 = V::loadu(p + 3 * h * L);
+    bfly4<T, Inv, true>(a0, a1, a2, a3, tw + 6 * i);
     T* q = out + i * L;
-    (t0 + t2).storeu(q);
-    const T* w = tw + 6 * i;
-    cmul_s<T, Inv>(t1 + t3, w).storeu(q + h * L);
-    cmul_s<T, Inv>(t0 - t2, w + 2).storeu(q + 2 * h * L);
-    cmul_s<T, Inv>(t1 - t3, w + 4).storeu(q + 3 * h * L);
+    a0.storeu(q);
+    a1.storeu(q + h * L);
+    a2.storeu(q + 2 * h * L);
+    a3.storeu(q + 3 * h * L);
   }
 }
 
@@ -125,13 +141,60 @@ inline void radix4_last(const T* in, T* out, std::ptrdiff_t nb) {
   constexpr int L = kL<T>;
   for (std::ptrdiff_t b = 0; b < nb; ++b) {
     const T* p = in + 4 * b * L;
-    const V a0 = V::loadu(p), a1 = V::loadu(p + L), a2 = V::loadu(p + 2 * L), a3 = V::loadu(p + 3 * L);
-    const V t0 = a0 + a2, t1 = a0 - a2, t2 = a1 + a3, t3 = rot<T, Inv>(a1 - a3);
+    V a0 = V::loadu(p), a1 = V::loadu(p + L), a2 = V::loadu(p + 2 * L), a3 = V::loadu(p + 3 * L);
+    bfly4<T, Inv, false>(a0, a1, a2, a3, nullptr);
     T* q = out + 4 * b * L;
-    (t0 + t2).storeu(q);
-    (t1 + t3).storeu(q + L);
-    (t0 - t2).storeu(q + 2 * L);
-    (t1 - t3).storeu(q + 3 * L);
+    a0.storeu(q);
+    a1.storeu(q + L);
+    a2.storeu(q + 2 * L);
+    a3.storeu(q + 3 * L);
+  }
+}
+
+// Two radix-4 stages at once (spans h and h/4, twiddles tw0 and tw1) on
+// nb blocks of 4h vectors: the 16 vectors one pair of butterfly groups
+// shares stay in registers between the stages. The numbers are those of
+// the two stages run one after the other; the second has no twiddles when
+// its span is 1.
+template <class T, bool Inv>
+inline void radix4x2(const T* in, T* out, std::ptrdiff_t h, const T* tw0, const T* tw1, std::ptrdiff_t nb) {
+  using V = vec<T>;
+  constexpr int L = kL<T>;
+  const std::ptrdiff_t hq = h / 4, s1 = hq * L, s3 = 3 * hq * L;
+  for (std::ptrdiff_t b = 0; b < nb; ++b) {
+    // One pointer per quarter, moving one vector a step; the four vectors
+    // of a quarter at offsets 0, s1, 2 s1, s3 (addressing modes, not a
+    // register per address).
+    const T* ip[4];
+    T* op[4];
+    #pragma GCC unroll 4
+    for (int q = 0; q < 4; ++q) ip[q] = in + (b * 4 + q) * h * L, op[q] = out + (b * 4 + q) * h * L;
+    for (std::ptrdiff_t i = 0; i < hq; ++i) {
+      V x[4][4];  // x[q][a]: vector i + a hq of quarter q
+      #pragma GCC unroll 4
+      for (int q = 0; q < 4; ++q) {
+        x[q][0] = V::loadu(ip[q]);
+        x[q][1] = V::loadu(ip[q] + s1);
+        x[q][2] = V::loadu(ip[q] + 2 * s1);
+        x[q][3] = V::loadu(ip[q] + s3);
+        ip[q] += L;
+      }
+      #pragma GCC unroll 4
+      for (int a = 0; a < 4; ++a) bfly4<T, Inv, true>(x[0][a], x[1][a], x[2][a], x[3][a], tw0 + 6 * (i + a * hq));
+      #pragma GCC unroll 4
+      for (int q = 0; q < 4; ++q) {
+        if (hq == 1) bfly4<T, Inv, false>(x[q][0], x[q][1], x[q][2], x[q][3], nullptr);
+        else bfly4<T, Inv, true>(x[q][0], x[q][1], x[q][2], x[q][3], tw1 + 6 * i);
+      }
+      #pragma GCC unroll 4
+      for (int q = 0; q < 4; ++q) {
+        x[q][0].storeu(op[q]);
+        x[q][1].storeu(op[q] + s1);
+        x[q][2].storeu(op[q] + 2 * s1);
+        x[q][3].storeu(op[q] + s3);
+        op[q] += L;
+      }
+    }
   }
 }
 
@@ -184,7 +247,10 @@ inline void block_stages(const cplan<T>& p, int s0, const T* in, T* out, std::pt
     const std::ptrdiff_t bs = stage_size(p, s);
     const bool r2 = s == 0 && p.first_r2;
     const std::ptrdiff_t h = bs / (r2 ? 2 : 4);
-    if (!r2 && h == 1) {
+    if (!r2 && s + 1 < p.nstages) {
+      radix4x2<T, Inv>(src, dst, h, p.stage_tw[s], p.stage_tw[s + 1], size / bs);
+      ++s;
+    } else if (!r2 && h == 1) {
       radix4_last<T, Inv>(src, dst, size / 4);
     } else {
       for (std::ptrdiff_t b = 0; b < size; b += bs) {
@@ -235,11 +301,7 @@ template <class To, class From>
 
 template <class T, bool Inv>
 [[gnu::always_inline]] inline void dft4(vec<T>* u) {
-  const vec<T> t0 = u[0] + u[2], t1 = u[0] - u[2], t2 = u[1] + u[3], t3 = rot<T, Inv>(u[1] - u[3]);
-  u[0] = t0 + t2;
-  u[1] = t1 + t3;
-  u[2] = t0 - t2;
-  u[3] = t1 - t3;
+  bfly4<T, Inv, false>(u[0], u[1], u[2], u[3], nullptr);
 }
 
 // Eight points: two halves, the odd half turned by w_8^j, then radix 4 on
@@ -249,12 +311,14 @@ template <class T, bool Inv>
   using V = vec<T>;
   const V c = V::set1(T(0.70710678118654752440));
   V s[4], d[4];
+  #pragma GCC unroll 16
   for (int j = 0; j < 4; ++j) s[j] = u[j] + u[j + 4], d[j] = u[j] - u[j + 4];
   d[1] = (d[1] + rot<T, Inv>(d[1])) * c;
   d[2] = rot<T, Inv>(d[2]);
   d[3] = (rot<T, Inv>(d[3]) - d[3]) * c;
   dft4<T, Inv>(s);
   dft4<T, Inv>(d);
+  #pragma GCC unroll 16
   for (int q = 0; q < 4; ++q) u[2 * q] = s[q], u[2 * q + 1] = d[q];
 }
 
@@ -272,18 +336,23 @@ inline void final_range(const cplan<T>& p, const T* in, T* out, T* out_hi, std::
     V u[NV];
     const int* pk = p.perm + b * NV;
     if constexpr (NV == 4) {
+      #pragma GCC unroll 16
       for (int c = 0; c < 4; ++c) u[c] = V::loadu(in + std::ptrdiff_t(pk[c]) * L);
       simd::transpose_units16(u);
     } else {
       vec<double> d[8];
+      #pragma GCC unroll 16
       for (int c = 0; c < 8; ++c) d[c] = vec<double>::loadu(reinterpret_cast<const double*>(in + std::ptrdiff_t(pk[c]) * L));
       simd::transpose(d);
+      #pragma GCC unroll 16
       for (int c = 0; c < 8; ++c) u[c] = bitcast<T>(d[c]);
     }
     const T* w = p.final_tw + b * (NV - 1) * 2 * L;
+    #pragma GCC unroll 16
     for (int j = 1; j < NV; ++j) u[j] = cmul<T, Inv>(u[j], V::load(w + (j - 1) * 2 * L), V::load(w + (j - 1) * 2 * L + L));
     if constexpr (NV == 4) dft4<T, Inv>(u);
     else dft8<T, Inv>(u);
+    #pragma GCC unroll 16
     for (int q = 0; q < NV; ++q) {
       T* o = (q < NV / 2 ? out : out_hi) + (b * NV + (q % (NV / 2)) * m) * 2;
       if constexpr (Scaled) (u[q] * V::set1(scale)).storeu(o);
