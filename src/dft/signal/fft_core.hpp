@@ -55,7 +55,16 @@ struct cplan {
   int pad_;
   const T* stage_tw[32];  // per stage: radix 4, 6 scalars per butterfly (w, w^2, w^3); radix 2, 2
   const int* perm;        // vector k of part 1's result lies at perm[k]
-  const T* final_tw;      // per block of V vectors, (V-1) pairs of vectors (re dup, (-im, im))
+  // Part 2's twiddles w_N^(j k), k = V b + c. Plain: per block b, (V-1)
+  // pairs of vectors (re twice per value, (-im, im)). Compact (large
+  // orders, where the plain table would outgrow the cache): per block the
+  // V-1 scalars w_N^(j V b), and per j four constant vectors of w_N^(j c)
+  // (re twice, im twice, (-re, re), (-im, im)); the lanes' twiddles are
+  // their products.
+  int compact;
+  int pad2_;
+  const T* final_tw;
+  const T* final_const;
 };
 
 // ---- Lane-wise complex arithmetic on interleaved (re, im) pairs.
@@ -347,9 +356,20 @@ inline void final_range(const cplan<T>& p, const T* in, T* out, T* out_hi, std::
       #pragma GCC unroll 16
       for (int c = 0; c < 8; ++c) u[c] = bitcast<T>(d[c]);
     }
-    const T* w = p.final_tw + b * (NV - 1) * 2 * L;
-    #pragma GCC unroll 16
-    for (int j = 1; j < NV; ++j) u[j] = cmul<T, Inv>(u[j], V::load(w + (j - 1) * 2 * L), V::load(w + (j - 1) * 2 * L + L));
+    if (p.compact) {
+      const T* w = p.final_tw + b * (NV - 1) * 2;
+      #pragma GCC unroll 16
+      for (int j = 1; j < NV; ++j) {
+        const T* c = p.final_const + (j - 1) * 4 * L;
+        const V wr = V::set1(w[2 * (j - 1)]), wi = V::set1(w[2 * (j - 1) + 1]);
+        const V tr = fnma(V::load(c + L), wi, V::load(c) * wr), ti = fma(V::load(c + 3 * L), wr, V::load(c + 2 * L) * wi);
+        u[j] = cmul<T, Inv>(u[j], tr, ti);
+      }
+    } else {
+      const T* w = p.final_tw + b * (NV - 1) * 2 * L;
+      #pragma GCC unroll 16
+      for (int j = 1; j < NV; ++j) u[j] = cmul<T, Inv>(u[j], V::load(w + (j - 1) * 2 * L), V::load(w + (j - 1) * 2 * L + L));
+    }
     if constexpr (NV == 4) dft4<T, Inv>(u);
     else dft8<T, Inv>(u);
     #pragma GCC unroll 16
