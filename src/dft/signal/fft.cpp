@@ -69,7 +69,7 @@ constexpr std::ptrdiff_t kBlockVectors = (std::ptrdiff_t(1) << (sizeof(T) == 8 ?
 // From this order on part 2 builds its twiddles from a small table (the
 // plain one would be 1.5 (double) or 1.75 (single) times the data).
 template <class T>
-constexpr int kCompactOrder = sizeof(T) == 8 ? 15 : 16;
+constexpr int kCompactOrder = sizeof(T) == 8 ? 12 : 13;
 
 // Lays out (base null: sizes only) and fills the plan of a complex
 // transform of order >= kMinCoreOrder.
