@@ -207,6 +207,48 @@ inline void radix4x2(const T* in, T* out, std::ptrdiff_t h, const T* tw0, const 
   }
 }
 
+// A radix-2 stage (span h, twiddles tw0) and the radix-4 stage after it
+// (span h/4, twiddles tw1; none when that span is 1) at once on one block
+// of 2h vectors: 8 vectors in registers between the stages.
+template <class T, bool Inv>
+inline void radix2x4(const T* in, T* out, std::ptrdiff_t h, const T* tw0, const T* tw1) {
+  using V = vec<T>;
+  constexpr int L = kL<T>;
+  const std::ptrdiff_t hq = h / 4, s1 = hq * L, s3 = 3 * hq * L;
+  const T* ip[2] = {in, in + h * L};
+  T* op[2] = {out, out + h * L};
+  for (std::ptrdiff_t i = 0; i < hq; ++i) {
+    V x[2][4];  // x[q][a]: vector i + a hq of half q
+    #pragma GCC unroll 2
+    for (int q = 0; q < 2; ++q) {
+      x[q][0] = V::loadu(ip[q]);
+      x[q][1] = V::loadu(ip[q] + s1);
+      x[q][2] = V::loadu(ip[q] + 2 * s1);
+      x[q][3] = V::loadu(ip[q] + s3);
+      ip[q] += L;
+    }
+    #pragma GCC unroll 4
+    for (int a = 0; a < 4; ++a) {
+      const V d = x[0][a] - x[1][a];
+      x[0][a] = x[0][a] + x[1][a];
+      x[1][a] = cmul_s<T, Inv>(d, tw0 + 2 * (i + a * hq));
+    }
+    #pragma GCC unroll 2
+    for (int q = 0; q < 2; ++q) {
+      if (hq == 1) bfly4<T, Inv, false>(x[q][0], x[q][1], x[q][2], x[q][3], nullptr);
+      else bfly4<T, Inv, true>(x[q][0], x[q][1], x[q][2], x[q][3], tw1 + 6 * i);
+    }
+    #pragma GCC unroll 2
+    for (int q = 0; q < 2; ++q) {
+      x[q][0].storeu(op[q]);
+      x[q][1].storeu(op[q] + s1);
+      x[q][2].storeu(op[q] + 2 * s1);
+      x[q][3].storeu(op[q] + s3);
+      op[q] += L;
+    }
+  }
+}
+
 template <class T, bool Inv>
 inline void radix2(const T* in, T* out, std::ptrdiff_t h, const T* tw, std::ptrdiff_t i0, std::ptrdiff_t i1) {
   using V = vec<T>;
@@ -256,8 +298,10 @@ inline void block_stages(const cplan<T>& p, int s0, const T* in, T* out, std::pt
     const std::ptrdiff_t bs = stage_size(p, s);
     const bool r2 = s == 0 && p.first_r2;
     const std::ptrdiff_t h = bs / (r2 ? 2 : 4);
-    if (!r2 && s + 1 < p.nstages) {
-      radix4x2<T, Inv>(src, dst, h, p.stage_tw[s], p.stage_tw[s + 1], size / bs);
+    if (s + 1 < p.nstages) {
+      // The block is the whole transform when its first stage is radix 2.
+      if (r2) radix2x4<T, Inv>(src, dst, h, p.stage_tw[s], p.stage_tw[s + 1]);
+      else radix4x2<T, Inv>(src, dst, h, p.stage_tw[s], p.stage_tw[s + 1], size / bs);
       ++s;
     } else if (!r2 && h == 1) {
       radix4_last<T, Inv>(src, dst, size / 4);
