@@ -64,7 +64,12 @@ struct arena {
 // In-cache block of part 1: 128 KiB of complex values, the buffer orders
 // 13 (double) and 14 (single) of the radix-4 pass order.
 template <class T>
-constexpr std::ptrdiff_t kBlockVectors = (std::ptrdiff_t(1) << (sizeof(T) == 8 ? 13 : 14)) / kV<T>;
+constexpr std::ptrdiff_t kBlockVectors = (std::ptrdiff_t(1) << (sizeof(T) == 8 ? 15 : 16)) / kV<T>;
+
+// From this order on part 2 builds its twiddles from a small table (the
+// plain one would be 1.5 (double) or 1.75 (single) times the data).
+template <class T>
+constexpr int kCompactOrder = sizeof(T) == 8 ? 12 : 13;
 
 // Lays out (base null: sizes only) and fills the plan of a complex
 // transform of order >= kMinCoreOrder.
@@ -108,6 +113,32 @@ void build_cplan(cplan<T>& p, int order, arena& a, const twiddles* tw) {
       }
       perm[k] = int(pos);
     }
+  }
+  p.compact = order >= kCompactOrder<T>;
+  if (p.compact) {
+    T* f = a.take<T>((m / NV) * (NV - 1) * 2);
+    T* k = a.take<T>((NV - 1) * 4 * L);
+    p.final_tw = f;
+    p.final_const = k;
+    if (!f) return;
+    for (long b = 0; b < m / NV; ++b)
+      for (int j = 1; j < NV; ++j) {
+        double co, sn;
+        tw->at(long(j) * b * NV, order, &co, &sn);
+        f[(b * (NV - 1) + j - 1) * 2] = T(co);
+        f[(b * (NV - 1) + j - 1) * 2 + 1] = T(-sn);
+      }
+    for (int j = 1; j < NV; ++j)
+      for (int c = 0; c < NV; ++c) {
+        double co, sn;
+        tw->at(long(j) * c, order, &co, &sn);
+        T* v = k + (j - 1) * 4 * L + 2 * c;  // w = co - i sn
+        v[0] = v[1] = T(co);
+        v[L] = v[L + 1] = T(-sn);
+        v[2 * L] = T(-co), v[2 * L + 1] = T(co);
+        v[3 * L] = T(sn), v[3 * L + 1] = T(-sn);
+      }
+    return;
   }
   T* f = a.take<T>((m / NV) * (NV - 1) * 2 * L);
   p.final_tw = f;

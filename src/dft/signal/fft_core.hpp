@@ -55,7 +55,16 @@ struct cplan {
   int pad_;
   const T* stage_tw[32];  // per stage: radix 4, 6 scalars per butterfly (w, w^2, w^3); radix 2, 2
   const int* perm;        // vector k of part 1's result lies at perm[k]
-  const T* final_tw;      // per block of V vectors, (V-1) pairs of vectors (re dup, (-im, im))
+  // Part 2's twiddles w_N^(j k), k = V b + c. Plain: per block b, (V-1)
+  // pairs of vectors (re twice per value, (-im, im)). Compact (large
+  // orders, where the plain table would outgrow the cache): per block the
+  // V-1 scalars w_N^(j V b), and per j four constant vectors of w_N^(j c)
+  // (re twice, im twice, (-re, re), (-im, im)); the lanes' twiddles are
+  // their products.
+  int compact;
+  int pad2_;
+  const T* final_tw;
+  const T* final_const;
 };
 
 // ---- Lane-wise complex arithmetic on interleaved (re, im) pairs.
@@ -198,6 +207,48 @@ inline void radix4x2(const T* in, T* out, std::ptrdiff_t h, const T* tw0, const 
   }
 }
 
+// A radix-2 stage (span h, twiddles tw0) and the radix-4 stage after it
+// (span h/4, twiddles tw1; none when that span is 1) at once on one block
+// of 2h vectors: 8 vectors in registers between the stages.
+template <class T, bool Inv>
+inline void radix2x4(const T* in, T* out, std::ptrdiff_t h, const T* tw0, const T* tw1) {
+  using V = vec<T>;
+  constexpr int L = kL<T>;
+  const std::ptrdiff_t hq = h / 4, s1 = hq * L, s3 = 3 * hq * L;
+  const T* ip[2] = {in, in + h * L};
+  T* op[2] = {out, out + h * L};
+  for (std::ptrdiff_t i = 0; i < hq; ++i) {
+    V x[2][4];  // x[q][a]: vector i + a hq of half q
+    #pragma GCC unroll 2
+    for (int q = 0; q < 2; ++q) {
+      x[q][0] = V::loadu(ip[q]);
+      x[q][1] = V::loadu(ip[q] + s1);
+      x[q][2] = V::loadu(ip[q] + 2 * s1);
+      x[q][3] = V::loadu(ip[q] + s3);
+      ip[q] += L;
+    }
+    #pragma GCC unroll 4
+    for (int a = 0; a < 4; ++a) {
+      const V d = x[0][a] - x[1][a];
+      x[0][a] = x[0][a] + x[1][a];
+      x[1][a] = cmul_s<T, Inv>(d, tw0 + 2 * (i + a * hq));
+    }
+    #pragma GCC unroll 2
+    for (int q = 0; q < 2; ++q) {
+      if (hq == 1) bfly4<T, Inv, false>(x[q][0], x[q][1], x[q][2], x[q][3], nullptr);
+      else bfly4<T, Inv, true>(x[q][0], x[q][1], x[q][2], x[q][3], tw1 + 6 * i);
+    }
+    #pragma GCC unroll 2
+    for (int q = 0; q < 2; ++q) {
+      x[q][0].storeu(op[q]);
+      x[q][1].storeu(op[q] + s1);
+      x[q][2].storeu(op[q] + 2 * s1);
+      x[q][3].storeu(op[q] + s3);
+      op[q] += L;
+    }
+  }
+}
+
 template <class T, bool Inv>
 inline void radix2(const T* in, T* out, std::ptrdiff_t h, const T* tw, std::ptrdiff_t i0, std::ptrdiff_t i1) {
   using V = vec<T>;
@@ -247,8 +298,10 @@ inline void block_stages(const cplan<T>& p, int s0, const T* in, T* out, std::pt
     const std::ptrdiff_t bs = stage_size(p, s);
     const bool r2 = s == 0 && p.first_r2;
     const std::ptrdiff_t h = bs / (r2 ? 2 : 4);
-    if (!r2 && s + 1 < p.nstages) {
-      radix4x2<T, Inv>(src, dst, h, p.stage_tw[s], p.stage_tw[s + 1], size / bs);
+    if (s + 1 < p.nstages) {
+      // The block is the whole transform when its first stage is radix 2.
+      if (r2) radix2x4<T, Inv>(src, dst, h, p.stage_tw[s], p.stage_tw[s + 1]);
+      else radix4x2<T, Inv>(src, dst, h, p.stage_tw[s], p.stage_tw[s + 1], size / bs);
       ++s;
     } else if (!r2 && h == 1) {
       radix4_last<T, Inv>(src, dst, size / 4);
@@ -347,9 +400,20 @@ inline void final_range(const cplan<T>& p, const T* in, T* out, T* out_hi, std::
       #pragma GCC unroll 16
       for (int c = 0; c < 8; ++c) u[c] = bitcast<T>(d[c]);
     }
-    const T* w = p.final_tw + b * (NV - 1) * 2 * L;
-    #pragma GCC unroll 16
-    for (int j = 1; j < NV; ++j) u[j] = cmul<T, Inv>(u[j], V::load(w + (j - 1) * 2 * L), V::load(w + (j - 1) * 2 * L + L));
+    if (p.compact) {
+      const T* w = p.final_tw + b * (NV - 1) * 2;
+      #pragma GCC unroll 16
+      for (int j = 1; j < NV; ++j) {
+        const T* c = p.final_const + (j - 1) * 4 * L;
+        const V wr = V::set1(w[2 * (j - 1)]), wi = V::set1(w[2 * (j - 1) + 1]);
+        const V tr = fnma(V::load(c + L), wi, V::load(c) * wr), ti = fma(V::load(c + 3 * L), wr, V::load(c + 2 * L) * wi);
+        u[j] = cmul<T, Inv>(u[j], tr, ti);
+      }
+    } else {
+      const T* w = p.final_tw + b * (NV - 1) * 2 * L;
+      #pragma GCC unroll 16
+      for (int j = 1; j < NV; ++j) u[j] = cmul<T, Inv>(u[j], V::load(w + (j - 1) * 2 * L), V::load(w + (j - 1) * 2 * L + L));
+    }
     if constexpr (NV == 4) dft4<T, Inv>(u);
     else dft8<T, Inv>(u);
     #pragma GCC unroll 16
