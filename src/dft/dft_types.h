@@ -9,4 +9,13 @@
 typedef struct orb_keps_fft_spec orb_keps_fft_spec;
 typedef struct orb_keps_dft_spec orb_keps_dft_spec;
 
+/* The any-length door's helpers (src/dft/signal/helpers.cpp): a complex
+   value passed by value, as (re, im). */
+typedef struct orb_keps_32fc {
+  float re, im;
+} orb_keps_32fc;
+typedef struct orb_keps_64fc {
+  double re, im;
+} orb_keps_64fc;
+
 #endif
