@@ -113,29 +113,38 @@ int build_nested(Spec<T>** out, Arena& a, int n, const PlanOpts& o, unsigned cha
 template <class T>
 void run_engine(const Spec<T>* sp, const T* src, T* dst, bool inv, unsigned char* work);
 
-// Staged methods: the record's stages and their tables.
+// Staged methods: the record's stages and their tables. Stage record:
+// radix, m, s, offset of its twiddles (elements of T), the form of its
+// twiddles (0 one per (p, j); 1 the same, and the radix's own roots at byte
+// offset word 5 from the root table; 2 per lane), word 5.
 template <class T>
 void build_stages(Spec<T>* sp, Arena& a, int n, const int* f, int k) {
-  constexpr int C = KindWords<T>::lanes;
+  constexpr int C = KindWords<T>::lanes, VN = vec<T>::N;
   T* roots = a.template cplx<T>(n);
   if (!a.sizing()) fill_roots(roots, n, n);
   sp->roots = roots;
-  std::size_t tw_total = 0;
+  std::size_t tw_total = 0;  // elements of T
   int s = 1, max_r = 0;
   for (int i = 0; i < k; ++i) {
     const int r = f[i], m = n / (s * r);
     int* rec = sp->stage[i];
-    rec[0] = r, rec[1] = m, rec[2] = s, rec[3] = int(tw_total), rec[4] = 0, rec[5] = 0;
-    tw_total += std::size_t(m) * (r - 1);
+    const int form = r > 16 ? 1 : s < C ? 2 : 0;
+    rec[0] = r, rec[1] = m, rec[2] = s, rec[3] = int(tw_total), rec[4] = form, rec[5] = 0;
+    tw_total += form == 2 ? lane_table_size<T>(r, m, s) : 2 * std::size_t(m) * (r - 1);
+    tw_total = (tw_total + VN - 1) / VN * VN;
     s *= r;
     max_r = r > max_r ? r : max_r;
   }
-  T* tw = a.template cplx<T>(tw_total ? tw_total : 1);
+  T* tw = reinterpret_cast<T*>(a.bytes((tw_total ? tw_total : 1) * sizeof(T)));
   sp->twiddles = tw;
   if (!a.sizing()) {
     for (int i = 0; i < k; ++i) {
       const int r = sp->stage[i][0], m = sp->stage[i][1], st = sp->stage[i][2];
-      T* t = tw + 2 * std::size_t(sp->stage[i][3]);
+      T* t = tw + sp->stage[i][3];
+      if (sp->stage[i][4] == 2) {
+        fill_lane_table(t, r, m, st, roots, n);
+        continue;
+      }
       for (int p = 0; p < m; ++p)
         for (int j = 1; j < r; ++j) {
           const std::size_t idx = std::size_t(j) * p * st;  // below n
@@ -144,13 +153,11 @@ void build_stages(Spec<T>* sp, Arena& a, int n, const int* f, int k) {
         }
     }
   }
-  // A radix without a codelet takes its roots from every (n / r)-th one.
+  // A radix without a body takes its roots from every (n / r)-th one.
   for (int i = 0; i < k; ++i) {
     const int r = sp->stage[i][0];
-    if (r <= 16) continue;
-    if (r == n) continue;  // the direct method reads the table itself
+    if (r <= 16 || r == n) continue;  // the direct method reads the table itself
     T* rr = a.template cplx<T>(r);
-    sp->stage[i][4] = 1;
     if (!a.sizing()) {
       for (int j = 0; j < r; ++j) {
         rr[2 * j] = roots[2 * std::size_t(j) * (n / r)];
@@ -291,11 +298,18 @@ void run_engine(const Spec<T>* sp, const T* src, T* dst, bool inv, unsigned char
       for (int i = 0; i < k; ++i) {
         const int* rec = sp->stage[i];
         T* out = ((k - 1 - i) & 1) ? w1 : dst;
-        const T* roots = rec[0] == n ? sp->roots
-                                     : rec[4] ? reinterpret_cast<const T*>(
-                                                    reinterpret_cast<const unsigned char*>(sp->roots) + rec[5])
-                                              : nullptr;
-        run_stage(cur, out, rec[0], rec[1], rec[2], sp->twiddles + 2 * std::size_t(rec[3]), roots, inv, tmp);
+        const int r = rec[0];
+        const T* tw = sp->twiddles + rec[3];
+        if (r <= 16) {
+          with_radix(r, [&](auto R) {
+            stage_body<T, decltype(R)::value>(cur, out, rec[1], rec[2], rec[4] == 2 ? nullptr : tw,
+                                              rec[4] == 2 ? tw : nullptr, inv, tmp);
+          });
+        } else {
+          const T* roots = r == n ? sp->roots
+                                  : reinterpret_cast<const T*>(reinterpret_cast<const unsigned char*>(sp->roots) + rec[5]);
+          run_stage_generic(cur, out, r, rec[1], rec[2], tw, roots, inv, tmp);
+        }
         cur = out;
       }
     }

@@ -22,6 +22,7 @@
 #include <cstdint>
 #include <cstring>
 
+#include "dft/codelets/bodies.hpp"
 #include "dft/dft_types.h"
 #include "frame/kernels_dft.hpp"
 #include "frame/simd.hpp"
@@ -263,9 +264,11 @@ template <class T>
 
 // One stage: y[q + s(r p + j)] = w^(jp) * sum_k x[q + s(p + k m)] w_r^(jk),
 // w = exp(-+2 pi i / (r m)). tw holds w^(jp) at [p (r-1) + j - 1] (forward;
-// the inverse takes the conjugates). tmp: r * lanes complex values.
+// the inverse takes the conjugates). tmp: r * lanes complex values. This
+// form serves every radix; the radices with a straight-line body take
+// run_stage_fused below.
 template <class T>
-void run_stage(const T* x, T* y, int r, int m, int s, const T* tw, const T* roots, bool inv, T* tmp) {
+void run_stage_generic(const T* x, T* y, int r, int m, int s, const T* tw, const T* roots, bool inv, T* tmp) {
   using V = vec<T>;
   constexpr int C = KindWords<T>::lanes;
   const int sm = s * m;
@@ -309,6 +312,137 @@ void run_stage(const T* x, T* y, int r, int m, int s, const T* tw, const T* root
           o[0] = ar * wr - ai * wi;
           o[1] = ai * wr + ar * wi;
         }
+      }
+      if (++q == s) q = 0, ++p;
+    }
+  }
+}
+
+
+// ------------------------------------------------- stages with a body
+// The codelet bodies (dft/codelets/bodies.hpp) with the twiddles applied as
+// each output is stored, so a stage reads and writes its data once.
+//
+// Many columns (s at least the lanes of a vector): the lanes run over q,
+// and output j of column group p takes the one twiddle w^(jp), broadcast.
+// Few columns: the lanes run over (p, q) together, each lane with its own
+// twiddle from a table laid out by vectors; the outputs go through tmp and
+// are scattered to their places.
+template <class T>
+struct tw_io : il_ops<T> {
+  using V = vec<T>;
+  const T* src;
+  std::ptrdiff_t is;  // elements of T between stations
+  T* dst;
+  std::ptrdiff_t ds;  // elements of T between outputs
+  int live;
+  int r;
+  bool inv;
+  // Broadcast twiddles: w^(jp) at tw[2 (j - 1)], or null for none.
+  const T* tw;
+  // Per-lane twiddles: for output j, the real parts doubled (wr, wr) at
+  // lane[(j - 1) 2 width] and (-wi, wi) after them; null for none.
+  const T* lane;
+  V flip;  // sign bits that conjugate (-wi, wi) pairs: zero forward
+  V neg_even;
+  V ld(int j) const { return V::load_mask(src + j * is, live); }
+  void st(int k, const V& v) const {
+    const int j = (inv && k) ? r - k : k;
+    V o = v;
+    if (j && tw) {
+      const V wr = V::set1(tw[2 * (j - 1)]);
+      const V wi = simd::bit_xor(V::set1(tw[2 * (j - 1) + 1]), simd::bit_xor(neg_even, flip));
+      o = fma(o, wr, swap_pairs(o) * wi);
+    } else if (j && lane) {
+      const T* l = lane + std::ptrdiff_t(j - 1) * 2 * V::N;
+      o = fma(o, V::load(l), swap_pairs(o) * simd::bit_xor(V::load(l + V::N), flip));
+    }
+    o.store_mask(dst + j * ds, live);
+  }
+};
+
+// Calls f with the radix as a constant, for the radices with a body.
+template <class F>
+[[gnu::always_inline]] inline void with_radix(int r, F&& f) {
+  switch (r) {
+#define ORB_KEPS_RADIX(R) \
+  case R:                 \
+    f(std::integral_constant<int, R>{}); \
+    break;
+    ORB_KEPS_RADIX(2) ORB_KEPS_RADIX(3) ORB_KEPS_RADIX(4) ORB_KEPS_RADIX(5) ORB_KEPS_RADIX(6) ORB_KEPS_RADIX(7)
+    ORB_KEPS_RADIX(8) ORB_KEPS_RADIX(9) ORB_KEPS_RADIX(10) ORB_KEPS_RADIX(11) ORB_KEPS_RADIX(12)
+    ORB_KEPS_RADIX(13) ORB_KEPS_RADIX(14) ORB_KEPS_RADIX(15) ORB_KEPS_RADIX(16)
+#undef ORB_KEPS_RADIX
+    default:
+      break;
+  }
+}
+
+// Per-lane twiddles of a stage with few columns: chunk c of lanes, output j.
+template <class T>
+std::size_t lane_table_size(int r, int m, int s) {  // in elements of T
+  constexpr int N = vec<T>::N;
+  const std::size_t chunks = (std::size_t(s) * m + N / 2 - 1) / (N / 2);
+  return chunks * (r - 1) * 2 * N;
+}
+template <class T>
+void fill_lane_table(T* out, int r, int m, int s, const T* roots, int n_total) {
+  constexpr int N = vec<T>::N, C = N / 2;
+  const int sm = s * m;
+  const std::size_t chunks = (std::size_t(sm) + C - 1) / C;
+  for (std::size_t c = 0; c < chunks; ++c)
+    for (int j = 1; j < r; ++j) {
+      T* wr = out + (c * (r - 1) + (j - 1)) * 2 * N;
+      T* wi = wr + N;
+      for (int l = 0; l < C; ++l) {
+        const std::size_t i = c * C + l;
+        const std::size_t p = i < std::size_t(sm) ? i / s : 0;
+        const std::size_t idx = std::size_t(j) * p * s % std::size_t(n_total);
+        const T re = roots[2 * idx], im = roots[2 * idx + 1];
+        wr[2 * l] = re, wr[2 * l + 1] = re;
+        wi[2 * l] = -im, wi[2 * l + 1] = im;
+      }
+    }
+}
+
+template <class T, int R>
+[[gnu::noinline]] void stage_body(const T* x, T* y, int m, int s, const T* tw, const T* lanes, bool inv, T* tmp) {
+  using V = vec<T>;
+  constexpr int C = V::N / 2;
+  const std::ptrdiff_t sm = std::ptrdiff_t(s) * m;
+  tw_io<T> io{};
+  io.r = R;
+  io.inv = inv;
+  io.flip = inv ? V::set1(T(-0.0)) : V::zero();
+  io.neg_even = simd::bit_xor(V::set1(T(-0.0)), simd::odd_sign_mask<T>());
+  io.is = 2 * sm;
+  if (s >= C) {
+    io.ds = 2 * std::ptrdiff_t(s);
+    for (int p = 0; p < m; ++p) {
+      io.tw = p ? tw + 2 * std::ptrdiff_t(p) * (R - 1) : nullptr;
+      for (int q0 = 0; q0 < s; q0 += C) {
+        io.src = x + 2 * (std::ptrdiff_t(s) * p + q0);
+        io.dst = y + 2 * (std::ptrdiff_t(s) * R * p + q0);
+        io.live = 2 * (s - q0 < C ? s - q0 : C);
+        body<R>::run(io);
+      }
+    }
+    return;
+  }
+  io.ds = 2 * C;
+  io.dst = tmp;
+  int p = 0, q = 0;
+  for (std::ptrdiff_t i0 = 0, c = 0; i0 < sm; i0 += C, ++c) {
+    const int cnt = sm - i0 < C ? int(sm - i0) : C;
+    io.src = x + 2 * i0;
+    io.live = 2 * cnt;
+    io.lane = lanes + c * (R - 1) * 2 * V::N;
+    body<R>::run(io);
+    for (int l = 0; l < cnt; ++l) {
+      T* out = y + 2 * (q + std::ptrdiff_t(s) * R * p);
+      for (int j = 0; j < R; ++j) {
+        out[2 * std::ptrdiff_t(s) * j] = tmp[2 * (j * C + l)];
+        out[2 * std::ptrdiff_t(s) * j + 1] = tmp[2 * (j * C + l) + 1];
       }
       if (++q == s) q = 0, ++p;
     }
