@@ -113,10 +113,15 @@ int build_nested(Spec<T>** out, Arena& a, int n, const PlanOpts& o, unsigned cha
 template <class T>
 void run_engine(const Spec<T>* sp, const T* src, T* dst, bool inv, unsigned char* work);
 
-// Staged methods: the record's stages and their tables. Stage record:
-// radix, m, s, offset of its twiddles (elements of T), the form of its
-// twiddles (0 one per (p, j); 1 the same, and the radix's own roots at byte
-// offset word 5 from the root table; 2 per lane), word 5.
+// Staged methods: the record's stages and their tables. Adjacent factors
+// whose product has a straight-line body (up to 16) run as one pass: the
+// transform is the same, and each pass saved is a sweep over the data.
+// Stage record: factor; radix of the pass that starts here (0 inside a
+// pass); m; s; offset of the pass's twiddles (elements of T); their form
+// (-1 one per (p, j), -2 per lane; from 0 up, one per (p, j) and the
+// radix's own roots at that byte offset from the root table).
+enum : int { kTwPlain = -1, kTwLanes = -2 };
+
 template <class T>
 void build_stages(Spec<T>* sp, Arena& a, int n, const int* f, int k) {
   constexpr int C = KindWords<T>::lanes, VN = vec<T>::N;
@@ -125,45 +130,45 @@ void build_stages(Spec<T>* sp, Arena& a, int n, const int* f, int k) {
   sp->roots = roots;
   std::size_t tw_total = 0;  // elements of T
   int s = 1, max_r = 0;
-  for (int i = 0; i < k; ++i) {
-    const int r = f[i], m = n / (s * r);
+  for (int i = 0; i < k;) {
+    int r = f[i], j = i + 1;
+    while (j < k && r * f[j] <= 16) r *= f[j++];
+    const int m = n / (s * r);
     int* rec = sp->stage[i];
-    const int form = r > 16 ? 1 : s < C ? 2 : 0;
-    rec[0] = r, rec[1] = m, rec[2] = s, rec[3] = int(tw_total), rec[4] = form, rec[5] = 0;
-    tw_total += form == 2 ? lane_table_size<T>(r, m, s) : 2 * std::size_t(m) * (r - 1);
+    const int form = r > 16 ? 0 : s < C ? kTwLanes : kTwPlain;
+    rec[0] = f[i], rec[1] = r, rec[2] = m, rec[3] = s, rec[4] = int(tw_total), rec[5] = form;
+    for (int t = i + 1; t < j; ++t) sp->stage[t][0] = f[t], sp->stage[t][1] = 0;
+    tw_total += form == kTwLanes ? lane_table_size<T>(r, m, s) : 2 * std::size_t(m) * (r - 1);
     tw_total = (tw_total + VN - 1) / VN * VN;
     s *= r;
     max_r = r > max_r ? r : max_r;
+    i = j;
   }
   T* tw = reinterpret_cast<T*>(a.bytes((tw_total ? tw_total : 1) * sizeof(T)));
   sp->twiddles = tw;
-  if (!a.sizing()) {
-    for (int i = 0; i < k; ++i) {
-      const int r = sp->stage[i][0], m = sp->stage[i][1], st = sp->stage[i][2];
-      T* t = tw + sp->stage[i][3];
-      if (sp->stage[i][4] == 2) {
-        fill_lane_table(t, r, m, st, roots, n);
-        continue;
-      }
+  for (int i = 0; i < k; ++i) {
+    int* rec = sp->stage[i];
+    const int r = rec[1], m = rec[2], st = rec[3];
+    if (!r) continue;
+    T* t = tw + rec[4];
+    if (!a.sizing() && rec[5] == kTwLanes) fill_lane_table(t, r, m, st, roots, n);
+    else if (!a.sizing())
       for (int p = 0; p < m; ++p)
         for (int j = 1; j < r; ++j) {
           const std::size_t idx = std::size_t(j) * p * st;  // below n
           t[2 * (std::size_t(p) * (r - 1) + j - 1)] = roots[2 * idx];
           t[2 * (std::size_t(p) * (r - 1) + j - 1) + 1] = roots[2 * idx + 1];
         }
-    }
-  }
-  // A radix without a body takes its roots from every (n / r)-th one.
-  for (int i = 0; i < k; ++i) {
-    const int r = sp->stage[i][0];
-    if (r <= 16 || r == n) continue;  // the direct method reads the table itself
+    // A radix without a body takes its roots from every (n / r)-th one;
+    // the direct method reads the table itself.
+    if (r <= 16 || r == n) continue;
     T* rr = a.template cplx<T>(r);
     if (!a.sizing()) {
       for (int j = 0; j < r; ++j) {
         rr[2 * j] = roots[2 * std::size_t(j) * (n / r)];
         rr[2 * j + 1] = roots[2 * std::size_t(j) * (n / r) + 1];
       }
-      sp->stage[i][5] = int((reinterpret_cast<unsigned char*>(rr) - reinterpret_cast<const unsigned char*>(roots)));
+      rec[5] = int((reinterpret_cast<unsigned char*>(rr) - reinterpret_cast<const unsigned char*>(roots)));
     }
   }
   sp->stages_minus_1 = k - 1;
@@ -287,28 +292,33 @@ void run_engine(const Spec<T>* sp, const T* src, T* dst, bool inv, unsigned char
     }
     default: {
       const int k = sp->stages_minus_1 + 1;
+      int passes = 0;
+      for (int i = 0; i < k; ++i) passes += sp->stage[i][1] != 0;
       T* w1 = reinterpret_cast<T*>(align64(work));
       T* w2 = w1 + cbytes<T>(n) / sizeof(T);
       T* tmp = w2 + cbytes<T>(n) / sizeof(T);
       const T* cur = src;
-      if (src == dst && (k & 1)) {
+      if (src == dst && (passes & 1)) {
         std::memcpy(w2, src, std::size_t(n) * 2 * sizeof(T));
         cur = w2;
       }
+      // Passes alternate between w1 and dst so that the last lands in dst.
+      int left = passes;
       for (int i = 0; i < k; ++i) {
         const int* rec = sp->stage[i];
-        T* out = ((k - 1 - i) & 1) ? w1 : dst;
-        const int r = rec[0];
-        const T* tw = sp->twiddles + rec[3];
+        const int r = rec[1];
+        if (!r) continue;
+        T* out = (--left & 1) ? w1 : dst;
+        const T* tw = sp->twiddles + rec[4];
         if (r <= 16) {
           with_radix(r, [&](auto R) {
-            stage_body<T, decltype(R)::value>(cur, out, rec[1], rec[2], rec[4] == 2 ? nullptr : tw,
-                                              rec[4] == 2 ? tw : nullptr, inv, tmp);
+            stage_body<T, decltype(R)::value>(cur, out, rec[2], rec[3], rec[5] == kTwLanes ? nullptr : tw,
+                                              rec[5] == kTwLanes ? tw : nullptr, inv, tmp);
           });
         } else {
           const T* roots = r == n ? sp->roots
                                   : reinterpret_cast<const T*>(reinterpret_cast<const unsigned char*>(sp->roots) + rec[5]);
-          run_stage_generic(cur, out, r, rec[1], rec[2], tw, roots, inv, tmp);
+          run_stage_generic(cur, out, r, rec[2], rec[3], tw, roots, inv, tmp);
         }
         cur = out;
       }

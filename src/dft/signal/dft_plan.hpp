@@ -345,8 +345,8 @@ struct tw_io : il_ops<T> {
   const T* lane;
   V flip;  // sign bits that conjugate (-wi, wi) pairs: zero forward
   V neg_even;
-  V ld(int j) const { return V::load_mask(src + j * is, live); }
-  void st(int k, const V& v) const {
+  [[gnu::always_inline]] V ld(int j) const { return V::load_mask(src + j * is, live); }
+  [[gnu::always_inline]] void st(int k, const V& v) const {
     const int j = (inv && k) ? r - k : k;
     V o = v;
     if (j && tw) {
