@@ -588,6 +588,8 @@ int real_fwd(const T* src, T* dst, const orb_keps_dft_spec* spec, unsigned char*
     const T* rw = sp->recomb;
     put_bin(dst, f, n, 0, z[0] + z[1], T(0));
     put_bin(dst, f, n, h, z[0] - z[1], T(0));
+    // Bins 1 to N/2 - 1 sit at 2k (CCS, Perm) or 2k - 1 (Pack).
+    T* d = dst + (f == kPack ? -1 : 0);
     for (int k = 1; 2 * k <= h; ++k) {
       const int m = h - k;
       const T zr = z[2 * k], zi = z[2 * k + 1], mr = z[2 * m], mi = -z[2 * m + 1];
@@ -596,8 +598,8 @@ int real_fwd(const T* src, T* dst, const orb_keps_dft_spec* spec, unsigned char*
       const T orr = half * (zi - mi), oi = -half * (zr - mr);
       const T wr = rw[2 * k], wi = rw[2 * k + 1];
       const T tr = wr * orr - wi * oi, ti = wr * oi + wi * orr;
-      put_bin(dst, f, n, k, er + tr, ei + ti);
-      if (m != k) put_bin(dst, f, n, m, er - tr, -(ei - ti));
+      d[2 * k] = er + tr, d[2 * k + 1] = ei + ti;
+      if (m != k) d[2 * m] = er - tr, d[2 * m + 1] = ti - ei;
     }
   });
   if (st == kOk && sp->scale_fwd) scale_array(dst, std::size_t(f == kCcs ? 2 * (n / 2) + 2 : n), sp->scale);
@@ -633,19 +635,17 @@ int real_inv(const T* src, T* dst, const orb_keps_dft_spec* spec, unsigned char*
     get_bin(src, f, n, 0, &x0, &dummy);
     get_bin(src, f, n, h, &xh, &dummy);
     z[0] = x0 + xh, z[1] = x0 - xh;
+    const T* d = src + (f == kPack ? -1 : 0);
     for (int k = 1; 2 * k <= h; ++k) {
       const int m = h - k;
-      T kr, ki, mr, mi;
-      get_bin(src, f, n, k, &kr, &ki);
-      get_bin(src, f, n, m, &mr, &mi);
-      mi = -mi;  // conj X_(h-k)
+      const T kr = d[2 * k], ki = d[2 * k + 1], mr = d[2 * m], mi = -d[2 * m + 1];  // X_k, conj X_(h-k)
       const T er = kr + mr, ei = ki + mi;
       const T dr = kr - mr, di = ki - mi;
       const T wr = rw[2 * k], wi = -rw[2 * k + 1];  // conj w^k
       const T orr = dr * wr - di * wi, oi = dr * wi + di * wr;
       // Z_k = E + i O; Z_(h-k) = conj E + i conj O
       z[2 * k] = er - oi, z[2 * k + 1] = ei + orr;
-      if (m != k) z[2 * m] = er + oi, z[2 * m + 1] = -ei + orr;
+      if (m != k) z[2 * m] = er + oi, z[2 * m + 1] = orr - ei;
     }
     run_engine(sp->inner, z, dst, true, w + cbytes<T>(h));
   });
