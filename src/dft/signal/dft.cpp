@@ -175,6 +175,35 @@ void build_stages(Spec<T>* sp, Arena& a, int n, const int* f, int k) {
   sp->engine_buf = int(2 * cbytes<T>(n) + cbytes<T>(std::size_t(max_r) * C) + 64);
 }
 
+// Complex pairs (re, im) to the two arrays of a lane-wise product: out[0,
+// 2n) the real parts doubled, out[2n, 4n) the pairs (-im, im).
+template <class T>
+void expand_table(const T* in, T* out, int n) {
+  for (int j = 0; j < n; ++j) {
+    out[2 * j] = out[2 * j + 1] = in[2 * j];
+    out[2 * std::size_t(n) + 2 * j] = -in[2 * j + 1];
+    out[2 * std::size_t(n) + 2 * j + 1] = in[2 * j + 1];
+  }
+}
+
+// out = a times the expanded table b (of length nb) over n complex values.
+template <class T>
+void cmul_table(const T* a, const T* b, std::size_t nb, T* out, int n) {
+  using V = vec<T>;
+  const T* bi = b + 2 * nb;
+  const std::size_t len = 2 * std::size_t(n);
+  std::size_t i = 0;
+  for (; i + V::N <= len; i += V::N) {
+    const V x = V::loadu(a + i);
+    fma(x, V::loadu(b + i), swap_pairs(x) * V::loadu(bi + i)).storeu(out + i);
+  }
+  if (i < len) {
+    const int live = int(len - i);
+    const V x = V::load_mask(a + i, live);
+    fma(x, V::load_mask(b + i, live), swap_pairs(x) * V::load_mask(bi + i, live)).store_mask(out + i, live);
+  }
+}
+
 template <class T>
 int build_engine(Spec<T>* sp, Arena& a, int n, const PlanOpts& o, unsigned char* init_buf, std::size_t* init_need) {
   sp->length = n;
@@ -220,8 +249,10 @@ int build_engine(Spec<T>* sp, Arena& a, int n, const PlanOpts& o, unsigned char*
   const int m = conv_length(n);
   sp->method = kConv;
   sp->conv_len = m;
-  T* chirp = a.template cplx<T>(n);
-  T* filt = a.template cplx<T>(m);
+  // Both tables as two arrays each: the real parts doubled (re, re) and
+  // the pairs (-im, im), the forms a lane-wise complex product takes.
+  T* chirp = a.template cplx<T>(2 * std::size_t(n));
+  T* filt = a.template cplx<T>(2 * std::size_t(m));
   sp->chirp = chirp;
   sp->filter = filt;
   const PlanOpts inner_opts{false, false, KindWords<T>::threshold, KindWords<T>::threshold};
@@ -229,40 +260,37 @@ int build_engine(Spec<T>* sp, Arena& a, int n, const PlanOpts& o, unsigned char*
   const int st = build_nested(&sp->inner, a, m, inner_opts, init_buf, init_need, &inner_buf);
   if (st != kOk) return st;
   sp->engine_buf = int(cbytes<T>(m) + std::size_t(inner_buf) + 64);
-  if (std::size_t(inner_buf) + 64 > *init_need) *init_need = std::size_t(inner_buf) + 64;
+  // Init work: the filter before its expansion, and the engine's work.
+  if (std::size_t(sp->engine_buf) > *init_need) *init_need = std::size_t(sp->engine_buf);
   if (!a.sizing()) {
-    // j^2 mod 2n by running sums: (j+1)^2 = j^2 + 2j + 1.
+    // j^2 mod 2n by running sums: (j+1)^2 = j^2 + 2j + 1. The chirp is
+    // exp(-i pi j^2 / n); plain pairs go to the filter's place first.
+    T* plain = filt;
     long idx = 0;
     for (int j = 0; j < n; ++j) {
       double s, c;
       orb_serv_libm_sincospi(double(idx) / double(n), &s, &c);
-      chirp[2 * j] = T(c), chirp[2 * j + 1] = T(-s);
+      plain[2 * j] = T(c), plain[2 * j + 1] = T(-s);
       idx += 2L * j + 1;
       idx %= 2L * n;
     }
+    expand_table(plain, chirp, n);
     // The conjugate chirp, mirrored, times 1/M for the unscaled inverse,
     // transformed once here.
-    std::memset(filt, 0, std::size_t(m) * 2 * sizeof(T));
+    T* f = reinterpret_cast<T*>(init_buf);
+    std::memset(f, 0, std::size_t(m) * 2 * sizeof(T));
     const T inv_m = T(1.0 / m);
     for (int j = 0; j < n; ++j) {
-      filt[2 * j] = chirp[2 * j] * inv_m, filt[2 * j + 1] = -chirp[2 * j + 1] * inv_m;
-      if (j) filt[2 * (m - j)] = filt[2 * j], filt[2 * (m - j) + 1] = filt[2 * j + 1];
+      f[2 * j] = plain[2 * j] * inv_m, f[2 * j + 1] = -plain[2 * j + 1] * inv_m;
+      if (j) f[2 * (m - j)] = f[2 * j], f[2 * (m - j) + 1] = f[2 * j + 1];
     }
-    run_engine(sp->inner, filt, filt, false, init_buf);
+    run_engine(sp->inner, f, f, false, init_buf + cbytes<T>(m));
+    expand_table(f, filt, m);
   }
   return kOk;
 }
 
 // ------------------------------------------------------------- compute
-template <class T>
-void cmul_arrays(const T* a, const T* b, T* out, int n) {
-  for (int j = 0; j < n; ++j) {
-    const T ar = a[2 * j], ai = a[2 * j + 1], br = b[2 * j], bi = b[2 * j + 1];
-    out[2 * j] = ar * br - ai * bi;
-    out[2 * j + 1] = ar * bi + ai * br;
-  }
-}
-
 template <class T>
 void run_engine(const Spec<T>* sp, const T* src, T* dst, bool inv, unsigned char* work) {
   const int n = sp->length;
@@ -277,12 +305,12 @@ void run_engine(const Spec<T>* sp, const T* src, T* dst, bool inv, unsigned char
       const int m = sp->conv_len;
       T* a = reinterpret_cast<T*>(align64(work));
       unsigned char* rest = reinterpret_cast<unsigned char*>(a) + cbytes<T>(m);
-      cmul_arrays(src, sp->chirp, a, n);
+      cmul_table(src, sp->chirp, n, a, n);
       std::memset(a + 2 * n, 0, std::size_t(m - n) * 2 * sizeof(T));
       run_engine(sp->inner, a, a, false, rest);
-      cmul_arrays(a, sp->filter, a, m);
+      cmul_table(a, sp->filter, m, a, m);
       run_engine(sp->inner, a, a, true, rest);
-      cmul_arrays(a, sp->chirp, dst, n);
+      cmul_table(a, sp->chirp, n, dst, n);
       if (inv)  // the inverse is the forward read backwards
         for (int i = 1, j = n - 1; i < j; ++i, --j) {
           std::swap(dst[2 * i], dst[2 * j]);
