@@ -132,10 +132,10 @@ void build_stages(Spec<T>* sp, Arena& a, int n, const int* f, int k) {
   int s = 1, max_r = 0;
   for (int i = 0; i < k;) {
     int r = f[i], j = i + 1;
-    while (j < k && r * f[j] <= 16) r *= f[j++];
+    while (j < k && has_body(r * f[j])) r *= f[j++];
     const int m = n / (s * r);
     int* rec = sp->stage[i];
-    const int form = r > 16 ? 0 : s < C ? kTwLanes : kTwPlain;
+    const int form = !has_body(r) ? 0 : s < C ? kTwLanes : kTwPlain;
     rec[0] = f[i], rec[1] = r, rec[2] = m, rec[3] = s, rec[4] = int(tw_total), rec[5] = form;
     for (int t = i + 1; t < j; ++t) sp->stage[t][0] = f[t], sp->stage[t][1] = 0;
     tw_total += form == kTwLanes ? lane_table_size<T>(r, m, s) : 2 * std::size_t(m) * (r - 1);
@@ -161,7 +161,7 @@ void build_stages(Spec<T>* sp, Arena& a, int n, const int* f, int k) {
         }
     // A radix without a body takes its roots from every (n / r)-th one;
     // the direct method reads the table itself.
-    if (r <= 16 || r == n) continue;
+    if (has_body(r) || r == n) continue;
     T* rr = a.template cplx<T>(r);
     if (!a.sizing()) {
       for (int j = 0; j < r; ++j) {
@@ -338,7 +338,7 @@ void run_engine(const Spec<T>* sp, const T* src, T* dst, bool inv, unsigned char
         if (!r) continue;
         T* out = (--left & 1) ? w1 : dst;
         const T* tw = sp->twiddles + rec[4];
-        if (r <= 16) {
+        if (has_body(r)) {
           with_radix(r, [&](auto R) {
             stage_body<T, decltype(R)::value>(cur, out, rec[2], rec[3], rec[5] == kTwLanes ? nullptr : tw,
                                               rec[5] == kTwLanes ? tw : nullptr, inv, tmp);

@@ -361,6 +361,11 @@ struct tw_io : il_ops<T> {
   }
 };
 
+// The radices a pass may take: those with a body.
+inline bool has_body(int r) {
+  return (r >= 2 && r <= 16) || r == 18 || r == 20 || r == 24 || r == 28 || r == 30 || r == 32;
+}
+
 // Calls f with the radix as a constant, for the radices with a body.
 template <class F>
 [[gnu::always_inline]] inline void with_radix(int r, F&& f) {
@@ -371,7 +376,8 @@ template <class F>
     break;
     ORB_KEPS_RADIX(2) ORB_KEPS_RADIX(3) ORB_KEPS_RADIX(4) ORB_KEPS_RADIX(5) ORB_KEPS_RADIX(6) ORB_KEPS_RADIX(7)
     ORB_KEPS_RADIX(8) ORB_KEPS_RADIX(9) ORB_KEPS_RADIX(10) ORB_KEPS_RADIX(11) ORB_KEPS_RADIX(12)
-    ORB_KEPS_RADIX(13) ORB_KEPS_RADIX(14) ORB_KEPS_RADIX(15) ORB_KEPS_RADIX(16)
+    ORB_KEPS_RADIX(13) ORB_KEPS_RADIX(14) ORB_KEPS_RADIX(15) ORB_KEPS_RADIX(16) ORB_KEPS_RADIX(18)
+    ORB_KEPS_RADIX(20) ORB_KEPS_RADIX(24) ORB_KEPS_RADIX(28) ORB_KEPS_RADIX(30) ORB_KEPS_RADIX(32)
 #undef ORB_KEPS_RADIX
     default:
       break;
