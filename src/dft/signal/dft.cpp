@@ -331,24 +331,56 @@ void run_engine(const Spec<T>* sp, const T* src, T* dst, bool inv, unsigned char
         cur = w2;
       }
       // Passes alternate between w1 and dst so that the last lands in dst.
-      int left = passes;
-      for (int i = 0; i < k; ++i) {
+      // A transform too long for the cache runs its first passes whole,
+      // then the rest one group of columns at a time: from the pass whose
+      // stride s holds a vector of columns and whose group (n / s columns
+      // of one vector each, two arrays) fits in about 256 KiB.
+      constexpr int C = KindWords<T>::lanes;
+      int split = k;
+      if (std::size_t(n) * 4 * sizeof(T) > (std::size_t(256) << 10))
+        for (int i = 0; i < k; ++i) {
+          const int* rec = sp->stage[i];
+          if (rec[1] && rec[3] >= C && rec[3] % C == 0 && has_body(rec[1]) &&
+              std::size_t(n) / rec[3] * C * 4 * sizeof(T) <= (std::size_t(256) << 10)) {
+            split = i;
+            break;
+          }
+        }
+      auto pass = [&](int i, const T* in, T* out, int qa, int w, int qstep, int nt) {
         const int* rec = sp->stage[i];
         const int r = rec[1];
-        if (!r) continue;
-        T* out = (--left & 1) ? w1 : dst;
         const T* tw = sp->twiddles + rec[4];
         if (has_body(r)) {
           with_radix(r, [&](auto R) {
-            stage_body<T, decltype(R)::value>(cur, out, rec[2], rec[3], rec[5] == kTwLanes ? nullptr : tw,
-                                              rec[5] == kTwLanes ? tw : nullptr, inv, tmp);
+            stage_body<T, decltype(R)::value>(in, out, rec[2], rec[3], rec[5] == kTwLanes ? nullptr : tw,
+                                              rec[5] == kTwLanes ? tw : nullptr, inv, tmp, qa, w, qstep, nt);
           });
         } else {
           const T* roots = r == n ? sp->roots
                                   : reinterpret_cast<const T*>(reinterpret_cast<const unsigned char*>(sp->roots) + rec[5]);
-          run_stage_generic(cur, out, r, rec[2], rec[3], tw, roots, inv, tmp);
+          run_stage_generic(in, out, r, rec[2], rec[3], tw, roots, inv, tmp);
         }
+      };
+      int left = passes;
+      for (int i = 0; i < split; ++i) {
+        if (!sp->stage[i][1]) continue;
+        T* out = (--left & 1) ? w1 : dst;
+        pass(i, cur, out, 0, sp->stage[i][3], sp->stage[i][3], 1);
         cur = out;
+      }
+      if (split < k) {
+        const int s0 = sp->stage[split][3];
+        for (int qa = 0; qa < s0; qa += C) {
+          const T* in = cur;
+          int l = left;
+          for (int i = split; i < k; ++i) {
+            const int* rec = sp->stage[i];
+            if (!rec[1]) continue;
+            T* out = (--l & 1) ? w1 : dst;
+            pass(i, in, out, qa, C, s0, rec[3] / s0);
+            in = out;
+          }
+        }
       }
     }
   }

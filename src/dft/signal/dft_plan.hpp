@@ -411,8 +411,13 @@ void fill_lane_table(T* out, int r, int m, int s, const T* roots, int n_total) {
     }
 }
 
+// A pass over the columns q of [qa + t qstep, qa + t qstep + w) for t below
+// nt (the whole pass: qa 0, w s, nt 1). Columns of different residues mod
+// qstep never meet in later passes, which lets a long transform finish one
+// group of columns at a time while it stays in cache.
 template <class T, int R>
-[[gnu::noinline]] void stage_body(const T* x, T* y, int m, int s, const T* tw, const T* lanes, bool inv, T* tmp) {
+[[gnu::noinline]] void stage_body(const T* x, T* y, int m, int s, const T* tw, const T* lanes, bool inv, T* tmp,
+                                  int qa, int w, int qstep, int nt) {
   using V = vec<T>;
   constexpr int C = V::N / 2;
   const std::ptrdiff_t sm = std::ptrdiff_t(s) * m;
@@ -426,11 +431,14 @@ template <class T, int R>
     io.ds = 2 * std::ptrdiff_t(s);
     for (int p = 0; p < m; ++p) {
       io.tw = p ? tw + 2 * std::ptrdiff_t(p) * (R - 1) : nullptr;
-      for (int q0 = 0; q0 < s; q0 += C) {
-        io.src = x + 2 * (std::ptrdiff_t(s) * p + q0);
-        io.dst = y + 2 * (std::ptrdiff_t(s) * R * p + q0);
-        io.live = 2 * (s - q0 < C ? s - q0 : C);
-        body<R>::run(io);
+      for (int t = 0; t < nt; ++t) {
+        const int q1 = qa + t * qstep, q2 = q1 + w;
+        for (int q0 = q1; q0 < q2; q0 += C) {
+          io.src = x + 2 * (std::ptrdiff_t(s) * p + q0);
+          io.dst = y + 2 * (std::ptrdiff_t(s) * R * p + q0);
+          io.live = 2 * (q2 - q0 < C ? q2 - q0 : C);
+          body<R>::run(io);
+        }
       }
     }
     return;
