@@ -113,13 +113,49 @@ int build_nested(Spec<T>** out, Arena& a, int n, const PlanOpts& o, unsigned cha
 template <class T>
 void run_engine(const Spec<T>* sp, const T* src, T* dst, bool inv, unsigned char* work);
 
-// Staged methods: the record's stages and their tables. Adjacent factors
-// whose product has a straight-line body (up to 16) run as one pass: the
-// transform is the same, and each pass saved is a sweep over the data.
-// Stage record: factor; radix of the pass that starts here (0 inside a
-// pass); m; s; offset of the pass's twiddles (elements of T); their form
-// (-1 one per (p, j), -2 per lane; from 0 up, one per (p, j) and the
-// radix's own roots at that byte offset from the root table).
+// Staged methods: the record's stages and their tables. The passes that
+// run them need not follow the factors one by one: the transform is the
+// same for any grouping and order of the prime factors, so the factors'
+// primes are regrouped into as few passes as the straight-line bodies allow
+// (largest body first), each pass a sweep over the data saved.
+// Stage record i: the factor; then pass i (if there is one): its radix (0:
+// no pass), m, s, offset of its twiddles (elements of T), their form (-1
+// one per (p, j), -2 per lane; from 0 up, one per (p, j) and the radix's
+// own roots at that byte offset from the root table).
+inline int plan_passes(const int* f, int k, int cap, int* pass) {
+  static constexpr int kPrimes[] = {2, 3, 5, 7, 11, 13};
+  static constexpr int kBodies[] = {32, 30, 28, 24, 20, 18, 16, 15, 14, 13, 12, 11, 10, 9, 8, 7, 6, 5, 4, 3, 2};
+  int have[6] = {}, big[kMaxStages], nbig = 0;
+  for (int i = 0; i < k; ++i) {
+    int v = f[i];
+    for (int j = 0; j < 6; ++j)
+      while (v % kPrimes[j] == 0) v /= kPrimes[j], ++have[j];
+    if (v > 1) big[nbig++] = v;
+  }
+  int np = 0;
+  for (int b : kBodies) {
+    if (b > cap && b > 2) continue;
+    int need[6] = {}, v = b;
+    for (int j = 0; j < 6; ++j)
+      while (v % kPrimes[j] == 0) v /= kPrimes[j], ++need[j];
+    for (;;) {
+      bool fits = true;
+      for (int j = 0; j < 6; ++j) fits = fits && need[j] <= have[j];
+      if (!fits) break;
+      if (np == k) return 0;
+      for (int j = 0; j < 6; ++j) have[j] -= need[j];
+      pass[np++] = b;
+    }
+  }
+  for (int j = 0; j < 6; ++j)
+    if (have[j]) return 0;  // a prime the cap left out
+  for (int i = 0; i < nbig; ++i) {
+    if (np == k) return 0;
+    pass[np++] = big[i];
+  }
+  return np;
+}
+
 enum : int { kTwPlain = -1, kTwLanes = -2 };
 
 template <class T>
@@ -130,19 +166,32 @@ void build_stages(Spec<T>* sp, Arena& a, int n, const int* f, int k) {
   sp->roots = roots;
   std::size_t tw_total = 0;  // elements of T
   int s = 1, max_r = 0;
-  for (int i = 0; i < k;) {
-    int r = f[i], j = i + 1;
-    while (j < k && has_body(r * f[j])) r *= f[j++];
-    const int m = n / (s * r);
+  int pass[kMaxStages];
+  // A pass of radix r runs n / r columns; a radix that leaves fewer than a
+  // vector of them wastes lanes, so the largest radix is capped where that
+  // costs no extra pass.
+  int np = plan_passes(f, k, n, pass);
+  for (int cap : {n / C, 2 * n / C, n / 2}) {
+    int trial[kMaxStages];
+    if (np && plan_passes(f, k, cap, trial) == np) {
+      std::memcpy(pass, trial, sizeof(int) * std::size_t(np));
+      break;
+    }
+  }
+  if (np == 0) {  // more passes than factors: the factors as they stand
+    np = k;
+    for (int i = 0; i < k; ++i) pass[i] = f[i];
+  }
+  for (int i = 0; i < k; ++i) sp->stage[i][0] = f[i], sp->stage[i][1] = 0;
+  for (int i = 0; i < np; ++i) {
+    const int r = pass[i], m = n / (s * r);
     int* rec = sp->stage[i];
     const int form = !has_body(r) ? 0 : s < C ? kTwLanes : kTwPlain;
-    rec[0] = f[i], rec[1] = r, rec[2] = m, rec[3] = s, rec[4] = int(tw_total), rec[5] = form;
-    for (int t = i + 1; t < j; ++t) sp->stage[t][0] = f[t], sp->stage[t][1] = 0;
+    rec[1] = r, rec[2] = m, rec[3] = s, rec[4] = int(tw_total), rec[5] = form;
     tw_total += form == kTwLanes ? lane_table_size<T>(r, m, s) : 2 * std::size_t(m) * (r - 1);
     tw_total = (tw_total + VN - 1) / VN * VN;
     s *= r;
     max_r = r > max_r ? r : max_r;
-    i = j;
   }
   T* tw = reinterpret_cast<T*>(a.bytes((tw_total ? tw_total : 1) * sizeof(T)));
   sp->twiddles = tw;
