@@ -380,17 +380,19 @@ void run_engine(const Spec<T>* sp, const T* src, T* dst, bool inv, unsigned char
         cur = w2;
       }
       // Passes alternate between w1 and dst so that the last lands in dst.
-      // A transform too long for the cache runs its first passes whole,
-      // then the rest one group of columns at a time: from the pass whose
-      // stride s holds a vector of columns and whose group (n / s columns
-      // of one vector each, two arrays) fits in about 256 KiB.
+      // A transform too long for the second-level cache runs its first
+      // passes whole, then the rest one group of columns at a time: from
+      // the pass whose stride s holds a vector of columns and whose group
+      // (n / s columns of one vector each, two arrays) fits in the
+      // first-level cache.
       constexpr int C = KindWords<T>::lanes;
+      constexpr std::size_t kGroupBytes = std::size_t(32) << 10;  // within the first-level cache
       int split = k;
-      if (std::size_t(n) * 4 * sizeof(T) > (std::size_t(256) << 10))
+      if (std::size_t(n) * 4 * sizeof(T) > (std::size_t(512) << 10))
         for (int i = 0; i < k; ++i) {
           const int* rec = sp->stage[i];
           if (rec[1] && rec[3] >= C && rec[3] % C == 0 && has_body(rec[1]) &&
-              std::size_t(n) / rec[3] * C * 4 * sizeof(T) <= (std::size_t(256) << 10)) {
+              std::size_t(n) / rec[3] * C * 4 * sizeof(T) <= kGroupBytes) {
             split = i;
             break;
           }
