@@ -20,4 +20,13 @@ typedef struct orb_dft_barrier {
   char pad_released[56];
 } orb_dft_barrier;
 
+/* The any-length door's helpers (src/dft/signal/helpers.cpp): a complex
+   value passed by value, as (re, im). */
+typedef struct orb_keps_32fc {
+  float re, im;
+} orb_keps_32fc;
+typedef struct orb_keps_64fc {
+  double re, im;
+} orb_keps_64fc;
+
 #endif
