@@ -9,4 +9,7 @@
 typedef struct orb_keps_fft_spec orb_keps_fft_spec;
 typedef struct orb_keps_dft_spec orb_keps_dft_spec;
 
+/* The descriptor node, its tensors, backends and accessor table. */
+#include "dft/dfti_node.h"
+
 #endif
