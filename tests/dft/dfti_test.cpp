@@ -376,11 +376,11 @@ void check(const dft_case& c) {
     std::vector<cld> got(R.fwd.begin() + t * yl, R.fwd.begin() + (t + 1) * yl);
     ASSERT_EQ(got.size(), want.size());
     EXPECT_LE(rel_l2(got, want), bound(c)) << "forward, transform " << t;
+    // Forward then backward multiplies by N fscale bscale.
     std::vector<cld> back(R.bwd.begin() + t * tn, R.bwd.begin() + (t + 1) * tn);
-    if (c.bscale < 0) {
-      for (auto& v : back) v /= ld(c.fscale);
-      EXPECT_LE(rel_l2(back, xt), 2 * bound(c)) << "round trip, transform " << t;
-    }
+    const ld factor = ld(c.fscale) * (c.bscale < 0 ? 1 : ld(c.bscale) * ld(tn));
+    for (auto& v : back) v /= factor;
+    EXPECT_LE(rel_l2(back, xt), 2 * bound(c)) << "round trip, transform " << t;
   }
 }
 
@@ -451,6 +451,45 @@ INSTANTIATE_TEST_SUITE_P(
                       layout_param{{5, 8}, 3, 1, 2, 3, 1.0}, layout_param{{4, 6, 9}, 2, 1, 0, 0, 0.5},
                       layout_param{{3, 4, 5}, 1, 2, 1, 1, 1.0}, layout_param{{15}, 1, 1, 0, 0, 1.0 / 15},
                       layout_param{{64}, 5, 1, 0, 0, 0.125}, layout_param{{7, 7}, 2, 1, 0, 0, 3.0}));
+
+// Small cubes of equal lengths with unit scales, which run straight on the
+// codelets.
+TEST(Tiny, CubesOnTheCodelets) {
+  const std::vector<std::vector<long>> shapes{{8, 8}, {5, 5}, {16, 16}, {32, 32}, {3, 3, 3}, {12, 12, 12}, {16, 16, 16}};
+  for (const auto& n : shapes)
+    for (bool dbl : {true, false})
+      for (bool inplace : {true, false}) {
+        dft_case c;
+        c.n = n, c.dbl = dbl, c.inplace = inplace, c.bscale = 1, c.batch = 3, c.pad = 1;
+        check(c);
+      }
+}
+
+// Which backend took a node (the handle is the node itself).
+const void* backend_of(orb_dft_handle h) { return reinterpret_cast<DftiNode*>(h)->backend; }
+
+TEST(Backends, TheirRulesOfAcceptance) {
+  auto taken = [](std::vector<long> n, bool real, long batch, double bscale) {
+    orb_dft_handle h = nullptr;
+    const auto dom = real ? ORB_DFT_REAL : ORB_DFT_COMPLEX;
+    EXPECT_EQ(orb_dft_create_descriptor_md(&h, ORB_DFT_DOUBLE, dom, long(n.size()), n.data()), 0);
+    orb_dft_set_value(h, ORB_DFT_NUMBER_OF_TRANSFORMS, batch);
+    orb_dft_set_value(h, ORB_DFT_INPUT_DISTANCE, 8192L);
+    orb_dft_set_value(h, ORB_DFT_OUTPUT_DISTANCE, 8192L);
+    orb_dft_set_value(h, ORB_DFT_BACKWARD_SCALE, bscale);
+    EXPECT_EQ(orb_dft_commit_descriptor(h), 0);
+    const void* b = backend_of(h);
+    orb_dft_free_descriptor(&h);
+    return b;
+  };
+  ASSERT_NE(orb_test_dft_loaded("bkd_c2c_2d_tiny_d"), nullptr);
+  EXPECT_EQ(taken({8, 8}, false, 1, 1.0), orb_test_dft_loaded("bkd_c2c_2d_tiny_d"));
+  EXPECT_EQ(taken({4, 4, 4}, false, 2, 1.0), orb_test_dft_loaded("bkd_c2c_3d_tiny_d"));
+  EXPECT_EQ(taken({8, 8}, false, 1, 0.5), nullptr);  // a scale: the default path
+  EXPECT_EQ(taken({100}, false, 1, 1.0), orb_test_dft_loaded("bkd_c2c_1d_small_d"));
+  EXPECT_EQ(taken({100}, true, 1, 1.0), orb_test_dft_loaded("bkd_r2c_1d_small_d"));
+  EXPECT_EQ(taken({5000}, false, 1, 1.0), nullptr);  // past the small backend: the default
+}
 
 // The four scale flags of the signal layer and a scale it cannot take.
 TEST(Scales, FlagsAndOthers) {
