@@ -340,7 +340,15 @@ int make_chain(DftiNode* n) {
     n->next_dim = nullptr;
     old->destroy(old);
   }
-  if (counting(n->mem_ctx)) return 0;
+  if (counting(n->mem_ctx)) {
+    // What each dimension's node will take: the record and four tensors of
+    // one dimension.
+    for (int k = 1; k < n->rank_committed; ++k) {
+      mem_charge(n->mem_ctx, 0, sizeof(DftiNode));
+      for (int t = 0; t < 4; ++t) mem_charge(n->mem_ctx, 0, sizeof(orb_dfti_dim));
+    }
+    return 0;
+  }
   DftiNode* last = n;
   for (int k = 1; k < n->rank_committed; ++k) {
     int len = n->lengths_committed.dims[k].n;

@@ -54,6 +54,27 @@ TEST(ExternalMemory, SizesThenNodeInCallerBuffers) {
   node->destroy(node);  // frees nothing: the buffers are the caller's
   EXPECT_EQ(orb_test_live_blocks(), live);
 
+  // Several dimensions: a node per further dimension, in the same buffers.
+  using get_size_md_fn = int (*)(int, const int*, int, double, double, int*, int*, int*);
+  using init_md_fn = int (*)(DftiNode**, int, const int*, int, void*, void*);
+  auto get_size_md = reinterpret_cast<get_size_md_fn>(orb_test_dft_loaded("dfti_get_size_dcmd"));
+  auto init_md = reinterpret_cast<init_md_fn>(orb_test_dft_loaded("dfti_init_dcmd"));
+  const int lengths[3] = {6, 5, 4};
+  ASSERT_EQ(get_size_md(3, lengths, 0, 1.0, 1.0, &s[0], &s[1], &s[2]), 0);
+  std::vector<unsigned char> m0(s[0] + 64, 0xA5), m1(s[1] + 64, 0xA5);
+  auto* q0 = reinterpret_cast<unsigned char*>((reinterpret_cast<std::uintptr_t>(m0.data()) + 63) & ~std::uintptr_t(63));
+  auto* q1 = reinterpret_cast<unsigned char*>((reinterpret_cast<std::uintptr_t>(m1.data()) + 63) & ~std::uintptr_t(63));
+  const std::size_t used0 = std::size_t(q0 - m0.data()) + std::size_t(s[0]);
+  // The bytes past the reported size stay as they were.
+  ASSERT_EQ(init_md(&node, 3, lengths, 0, q0, q1), 0);
+  ASSERT_EQ(node->methods->commit(node), 0);
+  for (std::size_t i = used0; i < m0.size(); ++i) EXPECT_EQ(m0[i], 0xA5) << "first buffer overrun at " << i - used0;
+  std::vector<std::complex<double>> v(120, {1.0, 0.0});
+  ASSERT_EQ(node->compute_fwd(node, v.data(), nullptr, nullptr, nullptr), 0);
+  EXPECT_NEAR(v[0].real(), 120.0, 1e-12);
+  for (int i = 1; i < 120; ++i) EXPECT_NEAR(std::abs(v[i]), 0.0, 1e-12) << i;
+  node->destroy(node);
+
   // The choice stands for the process: an ordinary creation now runs on the
   // bump allocators too, and without buffers it gets no memory.
   orb_dft_handle h = nullptr;
