@@ -414,7 +414,7 @@ TEST_P(LongLengths, ComplexAndReal) {
     dft_case c;
     c.dbl = dbl, c.n = {GetParam()};
     check(c);
-    if (GetParam() <= 8192) {
+    if (GetParam() <= 20000) {
       c.real = true;
       check(c);
     }
@@ -489,6 +489,7 @@ TEST(Backends, TheirRulesOfAcceptance) {
   EXPECT_EQ(taken({100}, false, 1, 1.0), orb_test_dft_loaded("bkd_c2c_1d_small_d"));
   EXPECT_EQ(taken({100}, true, 1, 1.0), orb_test_dft_loaded("bkd_r2c_1d_small_d"));
   EXPECT_EQ(taken({5000}, false, 1, 1.0), nullptr);  // past the small backend: the default
+  EXPECT_EQ(taken({5000}, true, 1, 1.0), orb_test_dft_loaded("bkd_r2c_1d_even_d"));
 }
 
 // The four scale flags of the signal layer and a scale it cannot take.

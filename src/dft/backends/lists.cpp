@@ -99,13 +99,6 @@ int small_r2c_commit(const orb_dfti_backend* self, DftiNode* n) {
   return st;
 }
 
-// ---- r2c_1d_even: long even real transforms.
-bool even_r2c(const DftiNode* n) {
-  return n->domain == DFTI_REAL && n->packed_format != DFTI_PACK_FORMAT && n->packed_format != DFTI_PERM_FORMAT &&
-         n->rank_committed == 1 && unit_strides(n) && n->transforms == 1 && n->length % 2 == 0 &&
-         n->length > (is_double(n) ? 4096 : 8192);
-}
-
 // ---- Split storage: one, a batch of several records, several dimensions.
 bool split_storage(const DftiNode* n) {
   return n->domain == DFTI_COMPLEX && n->complex_storage == DFTI_REAL_REAL && !sub_node(n);
@@ -271,8 +264,6 @@ ORB_DFTI_RECORD(c2c_1d_small_s, (commit_through_default<small_c2c, small_c2c_cap
 ORB_DFTI_RECORD(c2c_1d_small_d, (commit_through_default<small_c2c, small_c2c_cap>))
 ORB_DFTI_RECORD(r2c_1d_small_s, small_r2c_commit)
 ORB_DFTI_RECORD(r2c_1d_small_d, small_r2c_commit)
-ORB_DFTI_RECORD(r2c_1d_even_s, (commit_through_default<even_r2c, no_cap>))
-ORB_DFTI_RECORD(r2c_1d_even_d, (commit_through_default<even_r2c, no_cap>))
 ORB_DFTI_RECORD(c2c_1d_bigbatch_s, bigbatch_commit)
 ORB_DFTI_RECORD(c2c_1d_bigbatch_d, bigbatch_commit)
 ORB_DFTI_RECORD(cr2cr_1d_s, (commit_through_default<cr2cr_1d<DFTI_SINGLE>, no_cap>))
