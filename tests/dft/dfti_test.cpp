@@ -627,6 +627,17 @@ TEST(BadInput, Codes) {
   EXPECT_EQ(orb_dft_free_descriptor(&h), 0);
   EXPECT_EQ(h, nullptr);
 
+  // Past the signal layer's limit (2^24 but for powers of two): 9, before
+  // any memory is taken for the transform.
+  for (long n : {(1L << 24) + 1, (1L << 26) + 1}) {
+    ASSERT_EQ(orb_dft_create_descriptor(&h, ORB_DFT_DOUBLE, ORB_DFT_COMPLEX, 1L, n), 0);
+    EXPECT_EQ(orb_dft_commit_descriptor(h), 9) << n;
+    const long strided[] = {0, 2};
+    orb_dft_set_value(h, ORB_DFT_INPUT_STRIDES, strided);
+    EXPECT_EQ(orb_dft_commit_descriptor(h), 9) << n;
+    orb_dft_free_descriptor(&h);
+  }
+
   // A conjugate-even result packed in a real array has no CCE format.
   ASSERT_EQ(orb_dft_create_descriptor(&h, ORB_DFT_DOUBLE, ORB_DFT_REAL, 1L, 16L), 0);
   EXPECT_EQ(orb_dft_set_value(h, ORB_DFT_CONJUGATE_EVEN_STORAGE, long(ORB_DFT_COMPLEX_REAL)), 0);
