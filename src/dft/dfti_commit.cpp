@@ -174,6 +174,20 @@ void bind_apply(DftiNode* d, int k) {
   d->apply_bwd = inv[k];
 }
 
+// The place of the large one-dimensional engine (a transform as a matrix of
+// two shorter ones): not built yet, so every node goes the specification's
+// way. It is tried for interleaved unit-stride transforms that are long, or
+// when the caller asks to avoid workspace.
+int xz_init_data_1d_via_2d(DftiNode*) { return DFTI_UNSUPPORTED; }
+bool wants_1d_via_2d(const DftiNode* n) {
+  const orb_dfti_dim& d = n->lengths_committed.dims[0];
+  if (n->complex_storage != DFTI_COMPLEX_COMPLEX || n->rank_committed != 1 || d.is != 1 || d.os != 1 ||
+      n->order < 16)
+    return false;
+  const long limit = 1L << (pow2(n->length) ? 26 : 24);
+  return n->length > limit || n->order >= 32 || n->workspace == DFTI_AVOID;
+}
+
 using threaded_fn = int (*)(DftiNode*, int);
 constexpr threaded_fn threaded_mode[8] = {
     ORB_DFTK(threaded_mode_definition_s_c2c_1d), ORB_DFTK(threaded_mode_definition_s_c2c_md),
@@ -227,6 +241,10 @@ int commit_core(DftiNode* n, int index) {
       d->par_state = nullptr;
     }
     DftiNode* target = d ? d : n;
+    if (i == 0 && !real && wants_1d_via_2d(n) && xz_init_data_1d_via_2d(n) == 0) {
+      n->flags |= n->transforms == 1 ? 4 : 0;
+      break;
+    }
     st = build_spec(target, k, len, flag, mode);
     if (st) {
       static_uncommit(n);
