@@ -88,8 +88,12 @@ void Iotensor_destroy(orb_dfti_iotensor* t, void* ctx) {
   t->rank = 0;
 }
 
+// A committed copy keeps the records it was made with (as many as the
+// node's dimensions) even when commit drops unit ones from its count, so
+// it grows only when it has none: a commit after another then takes no
+// memory (external buffers are sized for one).
 int Iotensor_copy(orb_dfti_iotensor* dst, const orb_dfti_iotensor* src, bool inplace, void* ctx) {
-  if (!dst->dims || dst->rank < src->rank) {
+  if (!dst->dims) {
     orb_dfti_iotensor grown{0, counting(ctx) ? dst->dims : nullptr};
     if (Iotensor_create(&grown, src->rank, ctx)) return 1;
     if (dst->dims != grown.dims) Iotensor_destroy(dst, ctx);
