@@ -93,7 +93,7 @@ void Iotensor_destroy(orb_dfti_iotensor* t, void* ctx) {
 // it grows only when it has none: a commit after another then takes no
 // memory (external buffers are sized for one).
 int Iotensor_copy(orb_dfti_iotensor* dst, const orb_dfti_iotensor* src, bool inplace, void* ctx) {
-  if (!dst->dims) {
+  if (!dst->dims || (counting(ctx) && dst->rank == 0)) {  // counting: charged as made
     orb_dfti_iotensor grown{0, counting(ctx) ? dst->dims : nullptr};
     if (Iotensor_create(&grown, src->rank, ctx)) return 1;
     if (dst->dims != grown.dims) Iotensor_destroy(dst, ctx);
