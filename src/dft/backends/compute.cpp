@@ -436,8 +436,43 @@ namespace {
 using driver_fn = int (*)(const orb_dfti_par_rec*, int, int);
 using par_fn = int (*)(const orb_dfti_par_rec*);
 
-int compute(DftiNode* n, void* a, void* b, void* c, void* d, driver_fn serial, par_fn par) {
+// Flag bit 0: one transform of unit strides that the specification scales
+// itself: a single apply call on the data, its work buffer on the stack
+// when it fits.
+template <class T>
+int direct(DftiNode* n, void* const* p, bool fwd) {
+  const bool inplace = n->placement == DFTI_INPLACE;
+  const bool fb = n->lengths_committed.dims[0].fs || n->lengths_committed.dims[0].bs;
+  const long io = fb ? (fwd ? n->fwd_offset : n->bwd_offset) : n->in_offset;
+  const long oo = fb ? (fwd ? n->bwd_offset : n->fwd_offset) : n->out_offset;
+  const bool real = is_real(n), split = is_split(n);
+  // Element widths of the two sides in T: complex 2, real and split 1.
+  const bool ce = n->conjugate_even_storage == DFTI_COMPLEX_COMPLEX;
+  const long wi = split ? 1 : !real ? 2 : fwd ? 1 : ce ? 2 : 1;
+  const long wo = split ? 1 : !real ? 2 : fwd ? (ce ? 2 : 1) : 1;
+  arena A;
+  ORB_DFTK(arena_init)(&A);
+  auto* ws = static_cast<unsigned char*>(ORB_DFTK(arena_allocate)(&A, n->max_buf_size + 256, 0));
+  if (!ws) return DFTI_MEMORY_ERROR;
+  const orb_dfti_apply_fn apply = fwd ? n->apply_fwd : n->apply_bwd;
+  int st;
+  if (split) {
+    T* src[2] = {static_cast<T*>(p[0]) + io, static_cast<T*>(p[1]) + io};
+    T* dst[2] = {static_cast<T*>(inplace ? p[0] : p[2]) + oo, static_cast<T*>(inplace ? p[1] : p[3]) + oo};
+    st = apply(n, src, dst, ws);
+  } else {
+    st = apply(n, static_cast<T*>(p[0]) + wi * io, static_cast<T*>(inplace ? p[0] : p[1]) + wo * oo, ws);
+  }
+  ORB_DFTK(arena_deallocate)(&A, ws);
+  return st ? ORB_DFTK(transfer_kep_orb_error)(st) : 0;
+}
+
+int compute(DftiNode* n, void* a, void* b, void* c, void* d, driver_fn serial, par_fn par, bool fwd) {
   if (!n || n->commit_status != DFTI_COMMITTED) return DFTI_INCONSISTENT;
+  void* const p[4] = {a, b, c, d};
+  int flag = 0;
+  if ((n->flags & 1) && n->rank_committed == 1 && n->apply_fwd && ORB_DFTK(kep_can_scale)(n, &flag))
+    return is_double(n) ? direct<double>(n, p, fwd) : direct<float>(n, p, fwd);
   orb_dfti_par_rec rec{n, {a, b, c, d}, n->transforms, serial};
   if (n->threads > 1 && n->transforms > 1) return par(&rec);
   return serial(&rec, 0, n->transforms);
@@ -447,29 +482,29 @@ int compute(DftiNode* n, void* a, void* b, void* c, void* d, driver_fn serial, p
 
 // Entry, serial driver and parallel import by kind; the real kinds take the
 // conjugate-even array (dz, zd / sc, cs) or the packed real array (d / s).
-#define ORB_DFTI_ENTRY(entry, io, driver, par)                                                             \
+#define ORB_DFTI_ENTRY(entry, io, driver, par, fwd)                                                        \
   extern "C" int ORB_DFTK(entry##_##io)(DftiNode * n, void* a, void* b, void* c, void* d) {                \
-    return compute(n, a, b, c, d, ORB_DFTK(driver), orb_dft_compute_##par##_par);                          \
+    return compute(n, a, b, c, d, ORB_DFTK(driver), orb_dft_compute_##par##_par, fwd);                     \
   }
-#define ORB_DFTI_ENTRIES(entry, driver, par) \
-  ORB_DFTI_ENTRY(entry, i, driver, par)      \
-  ORB_DFTI_ENTRY(entry, o, driver##_out, par##_out)
-ORB_DFTI_ENTRIES(compute_fwd_d_c2c_1d, xzforward, forward_z)
-ORB_DFTI_ENTRIES(compute_bwd_d_c2c_1d, xzbackward, backward_z)
-ORB_DFTI_ENTRIES(compute_fwd_d_c2c_md, xzforward, forward_z)
-ORB_DFTI_ENTRIES(compute_bwd_d_c2c_md, xzbackward, backward_z)
-ORB_DFTI_ENTRIES(compute_fwd_s_c2c_1d, xcforward, forward_c)
-ORB_DFTI_ENTRIES(compute_bwd_s_c2c_1d, xcbackward, backward_c)
-ORB_DFTI_ENTRIES(compute_fwd_s_c2c_md, xcforward, forward_c)
-ORB_DFTI_ENTRIES(compute_bwd_s_c2c_md, xcbackward, backward_c)
-ORB_DFTI_ENTRIES(compute_fwd_d_r2c_1d, xdzforward, forward_dz)
-ORB_DFTI_ENTRIES(compute_bwd_d_r2c_1d, xzdbackward, backward_zd)
-ORB_DFTI_ENTRIES(compute_fwd_d_r2c_md, xdzforward, forward_dz)
-ORB_DFTI_ENTRIES(compute_bwd_d_r2c_md, xzdbackward, backward_zd)
-ORB_DFTI_ENTRIES(compute_fwd_s_r2c_1d, xscforward, forward_sc)
-ORB_DFTI_ENTRIES(compute_bwd_s_r2c_1d, xcsbackward, backward_cs)
-ORB_DFTI_ENTRIES(compute_fwd_s_r2c_md, xscforward, forward_sc)
-ORB_DFTI_ENTRIES(compute_bwd_s_r2c_md, xcsbackward, backward_cs)
+#define ORB_DFTI_ENTRIES(entry, driver, par, fwd) \
+  ORB_DFTI_ENTRY(entry, i, driver, par, fwd)      \
+  ORB_DFTI_ENTRY(entry, o, driver##_out, par##_out, fwd)
+ORB_DFTI_ENTRIES(compute_fwd_d_c2c_1d, xzforward, forward_z, true)
+ORB_DFTI_ENTRIES(compute_bwd_d_c2c_1d, xzbackward, backward_z, false)
+ORB_DFTI_ENTRIES(compute_fwd_d_c2c_md, xzforward, forward_z, true)
+ORB_DFTI_ENTRIES(compute_bwd_d_c2c_md, xzbackward, backward_z, false)
+ORB_DFTI_ENTRIES(compute_fwd_s_c2c_1d, xcforward, forward_c, true)
+ORB_DFTI_ENTRIES(compute_bwd_s_c2c_1d, xcbackward, backward_c, false)
+ORB_DFTI_ENTRIES(compute_fwd_s_c2c_md, xcforward, forward_c, true)
+ORB_DFTI_ENTRIES(compute_bwd_s_c2c_md, xcbackward, backward_c, false)
+ORB_DFTI_ENTRIES(compute_fwd_d_r2c_1d, xdzforward, forward_dz, true)
+ORB_DFTI_ENTRIES(compute_bwd_d_r2c_1d, xzdbackward, backward_zd, false)
+ORB_DFTI_ENTRIES(compute_fwd_d_r2c_md, xdzforward, forward_dz, true)
+ORB_DFTI_ENTRIES(compute_bwd_d_r2c_md, xzdbackward, backward_zd, false)
+ORB_DFTI_ENTRIES(compute_fwd_s_r2c_1d, xscforward, forward_sc, true)
+ORB_DFTI_ENTRIES(compute_bwd_s_r2c_1d, xcsbackward, backward_cs, false)
+ORB_DFTI_ENTRIES(compute_fwd_s_r2c_md, xscforward, forward_sc, true)
+ORB_DFTI_ENTRIES(compute_bwd_s_r2c_md, xcsbackward, backward_cs, false)
 #undef ORB_DFTI_ENTRIES
 #undef ORB_DFTI_ENTRY
 
