@@ -344,7 +344,8 @@ int apply_real(const DftiNode* d, const void* s, void* t, unsigned char* b, bool
 
 // Line buffers and the real backward copy, with room for alignment.
 long work_bytes(const DftiNode* n) {
-  long maxn = 0, total = 1;
+  long maxn = 0;
+  long long total = 1;
   for (int k = 0; k < n->lengths_committed.rank; ++k) {
     const long len = n->lengths_committed.dims[k].n;
     maxn = len > maxn ? len : maxn;
@@ -352,7 +353,7 @@ long work_bytes(const DftiNode* n) {
   }
   const long elem = is_double(n) ? 8 : 4;
   long bytes = (2 * maxn + 4) * elem + 256;
-  if (is_real(n) && n->lengths_committed.rank > 1) bytes += 2 * total * elem + 64;
+  if (is_real(n) && n->lengths_committed.rank > 1) bytes += long(2 * total * elem + 64);
   return bytes;
 }
 

@@ -78,10 +78,10 @@ bool small_c2c(const DftiNode* n) {
          ORB_DFTK(kep_can_scale)(n, &flag);
 }
 void small_c2c_cap(DftiNode* n) {
-  long nt = n->transforms;
-  if (n->transforms > 1) nt = (16L * n->transforms * n->length + 4095) >> 12;
+  long long nt = n->transforms;
+  if (n->transforms > 1) nt = (16LL * n->transforms * n->length + 4095) >> 12;
   const double B = data_volume(n);
-  if (B < double(api_cache(n, 2)) * cores(n) / 2) nt = nt < cores(n) ? nt : cores(n);
+  if (B < double(api_cache(n, 2)) * cores(n) / 2) nt = nt < cores(n) ? nt : (long long)cores(n);
   if (B <= 4096) nt = 1;
   if (nt < n->threads) n->threads = int(nt);
 }
