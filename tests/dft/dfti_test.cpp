@@ -455,12 +455,15 @@ INSTANTIATE_TEST_SUITE_P(
 // Small cubes of equal lengths with unit scales, which run straight on the
 // codelets.
 TEST(Tiny, CubesOnTheCodelets) {
-  const std::vector<std::vector<long>> shapes{{8, 8}, {5, 5}, {16, 16}, {32, 32}, {3, 3, 3}, {12, 12, 12}, {16, 16, 16}};
+  const std::vector<std::vector<long>> shapes{{8, 8},    {5, 5},       {16, 16},     {32, 32},
+                                              {3, 3, 3}, {12, 12, 12}, {16, 16, 16}, {2, 2, 2}, {4, 4}};
   for (const auto& n : shapes)
     for (bool dbl : {true, false})
       for (bool inplace : {true, false}) {
         dft_case c;
         c.n = n, c.dbl = dbl, c.inplace = inplace, c.bscale = 1, c.batch = 3, c.pad = 1;
+        check(c);
+        c.real = true;
         check(c);
       }
 }
@@ -473,6 +476,7 @@ TEST(Backends, TheirRulesOfAcceptance) {
     orb_dft_handle h = nullptr;
     const auto dom = real ? ORB_DFT_REAL : ORB_DFT_COMPLEX;
     EXPECT_EQ(orb_dft_create_descriptor_md(&h, ORB_DFT_DOUBLE, dom, long(n.size()), n.data()), 0);
+    orb_dft_set_value(h, ORB_DFT_PLACEMENT, long(ORB_DFT_NOT_INPLACE));
     orb_dft_set_value(h, ORB_DFT_NUMBER_OF_TRANSFORMS, batch);
     orb_dft_set_value(h, ORB_DFT_INPUT_DISTANCE, 8192L);
     orb_dft_set_value(h, ORB_DFT_OUTPUT_DISTANCE, 8192L);
@@ -486,6 +490,8 @@ TEST(Backends, TheirRulesOfAcceptance) {
   EXPECT_EQ(taken({8, 8}, false, 1, 1.0), orb_test_dft_loaded("bkd_c2c_2d_tiny_d"));
   EXPECT_EQ(taken({4, 4, 4}, false, 2, 1.0), orb_test_dft_loaded("bkd_c2c_3d_tiny_d"));
   EXPECT_EQ(taken({8, 8}, false, 1, 0.5), nullptr);  // a scale: the default path
+  EXPECT_EQ(taken({16, 16}, true, 1, 1.0), orb_test_dft_loaded("bkd_r2c_2d_tiny_d"));
+  EXPECT_EQ(taken({8, 8, 8}, true, 1, 1.0), orb_test_dft_loaded("bkd_r2c_3d_tiny_d"));
   EXPECT_EQ(taken({100}, false, 1, 1.0), orb_test_dft_loaded("bkd_c2c_1d_small_d"));
   EXPECT_EQ(taken({100}, true, 1, 1.0), orb_test_dft_loaded("bkd_r2c_1d_small_d"));
   EXPECT_EQ(taken({5000}, false, 1, 1.0), nullptr);  // past the small backend: the default
