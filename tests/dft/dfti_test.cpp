@@ -103,6 +103,7 @@ struct dft_case {
   long offset = 0;   // first element of both sides
   int format = ORB_DFT_CCE_FORMAT;  // real: CCE (complex array) or a packed real array
   double fscale = 1, bscale = -1;   // bscale -1: 1 / N
+  bool side_by_side = false;        // rank 1: transforms one element apart, stations batch apart
   long threads = 0;
   std::string name() const {
     std::string s = std::string(dbl ? "d" : "s") + (real ? "r" : split ? "p" : "c") + (inplace ? "i" : "o");
@@ -140,6 +141,7 @@ side make_side(const dft_case& c, std::vector<long> ext, int width, long scalar_
     st = st * e + (i == r - 1 ? c.pad : 0);
   }
   s.dist = st + c.pad;
+  if (c.side_by_side) s.str.back() = c.batch, s.dist = 1;
   long last = s.off;
   for (int i = 0; i < r; ++i) last += (ext[i] - 1) * s.str[i];
   last += (c.batch - 1) * s.dist;
@@ -468,6 +470,19 @@ TEST(Tiny, CubesOnTheCodelets) {
       }
 }
 
+// Batches of eight side by side through the codelets, complex and real.
+TEST(SideBySide, BatchesOfEight) {
+  for (long n : {2L, 12L, 60L, 64L, 100L, 256L})
+    for (bool dbl : {true, false})
+      for (bool real : {false, true})
+        for (long batch : {8L, 24L}) {
+          dft_case c;
+          c.n = {real ? 2 * n : n}, c.dbl = dbl, c.real = real, c.batch = batch, c.side_by_side = true;
+          c.fscale = 0.5;
+          check(c);
+        }
+}
+
 // Which backend took a node (the handle is the node itself).
 const void* backend_of(orb_dft_handle h) { return reinterpret_cast<DftiNode*>(h)->backend; }
 
@@ -495,6 +510,20 @@ TEST(Backends, TheirRulesOfAcceptance) {
   EXPECT_EQ(taken({100}, false, 1, 1.0), orb_test_dft_loaded("bkd_c2c_1d_small_d"));
   EXPECT_EQ(taken({100}, true, 1, 1.0), orb_test_dft_loaded("bkd_r2c_1d_small_d"));
   EXPECT_EQ(taken({5000}, false, 1, 1.0), nullptr);  // past the small backend: the default
+  {
+    orb_dft_handle h = nullptr;
+    ASSERT_EQ(orb_dft_create_descriptor(&h, ORB_DFT_DOUBLE, ORB_DFT_REAL, 1L, 64L), 0);
+    const long st[2] = {0, 16};
+    orb_dft_set_value(h, ORB_DFT_PLACEMENT, long(ORB_DFT_NOT_INPLACE));
+    orb_dft_set_value(h, ORB_DFT_NUMBER_OF_TRANSFORMS, 16L);
+    orb_dft_set_value(h, ORB_DFT_INPUT_STRIDES, st);
+    orb_dft_set_value(h, ORB_DFT_OUTPUT_STRIDES, st);
+    orb_dft_set_value(h, ORB_DFT_INPUT_DISTANCE, 1L);
+    orb_dft_set_value(h, ORB_DFT_OUTPUT_DISTANCE, 1L);
+    ASSERT_EQ(orb_dft_commit_descriptor(h), 0);
+    EXPECT_EQ(backend_of(h), orb_test_dft_loaded("bkd_r2c_1d_dnnsmall_d"));
+    orb_dft_free_descriptor(&h);
+  }
   EXPECT_EQ(taken({5000}, true, 1, 1.0), orb_test_dft_loaded("bkd_r2c_1d_even_d"));
 }
 

@@ -1,12 +1,8 @@
-// Long even real transforms through a complex transform of half the length:
-// the N reals read as N/2 complex values z[j] = x[2j] + i x[2j+1], Z their
-// transform, and the conjugate-even result recombined pair by pair (k and
-// N/2 - k) with the twiddles W^k = exp(-2 pi i k / N):
-//   X[k] = (Z[k] + conj Z[M-k]) / 2 - i W^k (Z[k] - conj Z[M-k]) / 2,
-// and backward the same steps reversed, with the factor 2 folded in so that
-// the half-length inverse gives the unscaled real inverse.
+// Long even real transforms through a complex transform of half the length
+// and the recombination of recombine.hpp, in place on the result.
 #include <cstring>
 
+#include "dft/backends/recombine.hpp"
 #include "dft/dfti.hpp"
 #include "orb/orb_service.h"
 
@@ -19,19 +15,6 @@ bool accepts(const DftiNode* n) {
   return n->domain == DFTI_REAL && n->packed_format != DFTI_PACK_FORMAT && n->packed_format != DFTI_PERM_FORMAT &&
          n->rank_committed == 1 && d.is == 1 && d.os == 1 && !d.fs && !d.bs && n->transforms == 1 &&
          n->length % 2 == 0 && n->length > (is_double(n) ? 4096 : 8192);
-}
-
-template <class T>
-struct cplx {
-  T re, im;
-};
-template <class T>
-cplx<T> mul(cplx<T> a, cplx<T> b) {
-  return {a.re * b.re - a.im * b.im, a.re * b.im + a.im * b.re};
-}
-template <class T>
-cplx<T> conj(cplx<T> a) {
-  return {a.re, -a.im};
 }
 
 // The twiddles W^0 .. W^M of the recombination, kept in the inner node's
@@ -72,21 +55,12 @@ int compute_r2c_1d_even_fwd(DftiNode* n, void* a, void* b, void*, void*) {
   if (!inplace) std::memcpy(y, x, sizeof(T) * std::size_t(N));
   if (int st = inner->compute_fwd(inner, y, nullptr, nullptr, nullptr)) return st;
   const auto* w = static_cast<const cplx<T>*>(inner->fft_table_a);
-  const T half = T(0.5);
-  const cplx<T> z0 = y[0];
-  y[0] = {z0.re + z0.im, T(0)};
-  y[M] = {z0.re - z0.im, T(0)};
+  recombine_ends_fwd(y[0], y[0], y[M]);
   for (long k = 1; 2 * k <= M; ++k) {
-    const cplx<T> zk = y[k], zm = conj(y[M - k]);
-    const cplx<T> A = {half * (zk.re + zm.re), half * (zk.im + zm.im)};
-    const cplx<T> B = {half * (zk.re - zm.re), half * (zk.im - zm.im)};
-    const cplx<T> t = mul(w[k], B);  // then times -i
-    y[k] = {A.re + t.im, A.im - t.re};
-    if (k != M - k) {
-      // X[M-k] = conj(A) - i W^(M-k) (-conj B), with W^(M-k) = -conj(W^k).
-      const cplx<T> u = mul(w[M - k], conj(B));
-      y[M - k] = {A.re - u.im, -A.im + u.re};
-    }
+    cplx<T> xk, xm;
+    recombine_fwd(y[k], y[M - k], w[k], w[M - k], xk, xm);
+    y[k] = xk;
+    if (k != M - k) y[M - k] = xm;
   }
   return 0;
 }
@@ -100,23 +74,12 @@ int compute_r2c_1d_even_bwd(DftiNode* n, void* a, void* b, void*, void*) {
   const auto* X = reinterpret_cast<const cplx<T>*>(complex_side<T>(n, a, n->in_offset));
   auto* z = reinterpret_cast<cplx<T>*>(real_side<T>(inplace ? a : b, n->out_offset));
   const auto* w = static_cast<const cplx<T>*>(inner->fft_table_a);
-  // Z[k] = (X[k] + conj X[M-k]) + i conj(W^k) (X[k] - conj X[M-k]), pairs
-  // read before either is written (in place they share storage).
-  {
-    const cplx<T> x0 = X[0], xm = X[M];
-    z[0] = {x0.re + xm.re, x0.re - xm.re};
-  }
+  // Pairs are read before either is written: in place they share storage.
+  z[0] = recombine_ends_inv(X[0], X[M]);
   for (long k = 1; 2 * k <= M; ++k) {
-    const cplx<T> xk = X[k], xm = conj(X[M - k]);
-    const cplx<T> S = {xk.re + xm.re, xk.im + xm.im};
-    const cplx<T> D = {xk.re - xm.re, xk.im - xm.im};
-    const cplx<T> t = mul(conj(w[k]), D);  // then times i
-    const cplx<T> zk = {S.re - t.im, S.im + t.re};
-    if (k != M - k) {
-      // Z[M-k] from the same pair: S' = conj S, D' = -conj D, W^(M-k) = -conj W^k.
-      const cplx<T> u = mul(conj(w[M - k]), conj(D));
-      z[M - k] = {S.re + u.im, -S.im - u.re};
-    }
+    cplx<T> zk, zm;
+    recombine_inv(X[k], X[M - k], w[k], w[M - k], zk, zm);
+    if (k != M - k) z[M - k] = zm;
     z[k] = zk;
   }
   return inner->compute_bwd(inner, z, nullptr, nullptr, nullptr);

@@ -1,9 +1,9 @@
 // The codelet backends for small transforms: tiny two- and three-dimensional
 // cubes (complex of any length up to 16 and 32, real of a power of two up to
 // 32) run straight on the codelets, one dimension after the other, with the
-// transforms of a batch dealt out to the team. The dnnsmall batches of eight
-// stand in their places and decline for now; the default path serves those
-// nodes.
+// transforms of a batch dealt out to the team. The real two-dimensional
+// batches of eight (dnnsmall) stand in their place and decline for now; the
+// default path serves those nodes.
 #include "dft/dfti.hpp"
 
 using namespace orb::dft;
@@ -227,11 +227,7 @@ ORB_DFTI_SMALL(r2c_3d_tiny_s, (tiny_commit<3, true>))
 ORB_DFTI_SMALL(r2c_3d_tiny_d, (tiny_commit<3, true>))
 ORB_DFTI_SMALL(r2c_2d_tiny_s, (tiny_commit<2, true>))
 ORB_DFTI_SMALL(r2c_2d_tiny_d, (tiny_commit<2, true>))
-ORB_DFTI_SMALL(r2c_1d_dnnsmall_s, decline)
-ORB_DFTI_SMALL(r2c_1d_dnnsmall_d, decline)
 ORB_DFTI_SMALL(r2c_2d_dnnsmall_s, decline)
 ORB_DFTI_SMALL(r2c_2d_dnnsmall_d, decline)
-ORB_DFTI_SMALL(c2c_1d_dnnsmall_s, decline)
-ORB_DFTI_SMALL(c2c_1d_dnnsmall_d, decline)
 #undef ORB_DFTI_SMALL
 }
