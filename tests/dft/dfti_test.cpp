@@ -712,6 +712,36 @@ TEST(Descriptor, CommitStateAndCopies) {
   orb_dft_free_descriptor(&c);
   orb_dft_free_descriptor(&h);
   EXPECT_EQ(orb_dft_free_descriptor(&h), 0);  // a null handle is freed already
+
+  // Arrays in C order both ways; defaults pack the last dimension.
+  const long n2[2] = {5, 7};
+  ASSERT_EQ(orb_dft_create_descriptor(&h, ORB_DFT_SINGLE, ORB_DFT_COMPLEX, 2L, n2), 0);
+  long got[3] = {};
+  orb_dft_get_value(h, ORB_DFT_INPUT_STRIDES, got);
+  EXPECT_EQ(got[0], 0);
+  EXPECT_EQ(got[1], 7);
+  EXPECT_EQ(got[2], 1);
+  const long strides[3] = {3, 20, 2};
+  EXPECT_EQ(orb_dft_set_value(h, ORB_DFT_OUTPUT_STRIDES, strides), 0);
+  orb_dft_get_value(h, ORB_DFT_OUTPUT_STRIDES, got);
+  EXPECT_EQ(got[0], 3);
+  EXPECT_EQ(got[1], 20);
+  EXPECT_EQ(got[2], 2);
+  orb_dft_get_value(h, ORB_DFT_LENGTHS, got);
+  EXPECT_EQ(got[0], 5);
+  EXPECT_EQ(got[1], 7);
+  long v = 0;
+  EXPECT_EQ(orb_dft_set_value(h, ORB_DFT_THREAD_LIMIT, 2L), 0);
+  orb_dft_get_value(h, ORB_DFT_THREAD_LIMIT, &v);
+  EXPECT_EQ(v, 2);
+  orb_dft_get_value(h, ORB_DFT_DIMENSION, &v);
+  EXPECT_EQ(v, 2);
+  orb_dft_get_value(h, ORB_DFT_PRECISION, &v);
+  EXPECT_EQ(v, ORB_DFT_SINGLE);
+  char version[200] = {};
+  EXPECT_EQ(orb_dft_get_value(h, ORB_DFT_VERSION, version), 0);
+  EXPECT_GT(std::strlen(version), 0u);
+  orb_dft_free_descriptor(&h);
 }
 
 }  // namespace
