@@ -3,6 +3,7 @@
 #include <cmath>
 #include <cstdint>
 #include <cstring>
+#include <initializer_list>
 
 #include "dft/dfti.hpp"
 #include "orb/orb_service.h"

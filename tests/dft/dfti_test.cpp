@@ -635,9 +635,9 @@ TEST(BadInput, Codes) {
   EXPECT_EQ(orb_dft_create_descriptor(&h, ORB_DFT_DOUBLE, ORB_DFT_COMPLEX, 0L, nullptr), 3);
   const long zero[] = {4, 0};
   EXPECT_EQ(orb_dft_create_descriptor(&h, ORB_DFT_DOUBLE, ORB_DFT_COMPLEX, 2L, zero), 3);
-  if (sizeof(long) > 4) {
-    EXPECT_EQ(orb_dft_create_descriptor(&h, ORB_DFT_DOUBLE, ORB_DFT_COMPLEX, 1L, long(INT_MAX) + 1), 9);
-  }
+#if LONG_MAX > INT_MAX
+  EXPECT_EQ(orb_dft_create_descriptor(&h, ORB_DFT_DOUBLE, ORB_DFT_COMPLEX, 1L, long(INT_MAX) + 1), 9);
+#endif
   EXPECT_EQ(h, nullptr);
   EXPECT_EQ(orb_dft_commit_descriptor(nullptr), 3);
   EXPECT_EQ(orb_dft_set_value(nullptr, ORB_DFT_PLACEMENT, long(ORB_DFT_INPLACE)), 3);
