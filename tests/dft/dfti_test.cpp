@@ -568,8 +568,8 @@ std::vector<T> build_result(const char* tag, int kind, long n, long batch) {
     node->methods->setOutputStrides(node, out);
   }
   node->methods->setNumberOfTransforms(node, int(batch));
-  node->methods->setInputDistance(node, int(xs));
-  node->methods->setOutputDistance(node, int(ys));
+  node->methods->setFwdDistance(node, int(xs));  // both directions: the forward domain is x
+  node->methods->setBwdDistance(node, int(ys));
   std::vector<T> x(batch * xs * 2), y(batch * ys * 2), z(batch * xs * 2);
   std::mt19937 g(7);
   std::uniform_real_distribution<T> d(-1, 1);
