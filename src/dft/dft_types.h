@@ -9,6 +9,17 @@
 typedef struct orb_keps_fft_spec orb_keps_fft_spec;
 typedef struct orb_keps_dft_spec orb_keps_dft_spec;
 
+/* Power-of-two door and the team primitives (src/dft/signal/fft*.cpp,
+   src/dft/backends/sync.cpp). A team barrier: two counters that only
+   grow, a cache line apart, both zero before the team's first wait. */
+#include <stdint.h>
+typedef struct orb_dft_barrier {
+  int64_t arrived;
+  char pad_arrived[56];
+  int64_t released;
+  char pad_released[56];
+} orb_dft_barrier;
+
 /* The descriptor node, its tensors, backends and accessor table. */
 #include "dft/dfti_node.h"
 

@@ -3,8 +3,8 @@
 // cost more than it saves.
 //
 // A strip of rows of op(A) is held as vectors; each element of op(B) is
-// broadcast straight from memory; the tile is 6 columns wide (2 in the
-// portable build). Every element
+// broadcast straight from memory; the tile is 8 columns wide in the 64-bit
+// AVX-512 build, 6 in the others and 2 in the portable build. Every element
 // of C is one chain of fused multiply-adds over the K block, in order, then
 // alpha * sum + beta * C: the tile height can thus follow the register file
 // of the build (two vectors where 32 registers are there, one otherwise)
@@ -23,7 +23,12 @@ constexpr int kStripVecs = 2;
 #else
 constexpr int kStripVecs = 1;
 #endif
-#if ORB_LEVEL >= 7
+#if ORB_LEVEL >= 9 && defined(__x86_64__)
+// 32 vector registers: eight columns (sixteen accumulators over a strip of
+// two vectors) keep more chains in flight, and a matrix of 8, 16, 24 or 32
+// columns takes whole tiles.
+constexpr int kTileCols = 8;
+#elif ORB_LEVEL >= 7
 constexpr int kTileCols = 6;
 #else
 // The portable build's vector is four SSE registers: two columns of
@@ -139,7 +144,7 @@ __attribute__((always_inline)) inline void tiles(int live, int nj, int kb, T alp
     if constexpr (w <= kTileCols)                                                                        \
       tile<T, TA, TB, PF, R, w, mode>(live, kb, alpha, a, lda, b, ldb, beta_kind, beta, c, ldc, i, j, scratch); \
     break;
-    ORB_TILE(1) ORB_TILE(2) ORB_TILE(3) ORB_TILE(4) ORB_TILE(5) ORB_TILE(6)
+    ORB_TILE(1) ORB_TILE(2) ORB_TILE(3) ORB_TILE(4) ORB_TILE(5) ORB_TILE(6) ORB_TILE(7) ORB_TILE(8)
 #undef ORB_TILE
   }
 }

@@ -37,7 +37,7 @@ constexpr int kScratchElems = 16 * 6;
 // the register tile start every UM rows and UN columns of the block.
 template <class T>
 void tri_kernel(bool lower, bool herm, bool b0, int m, int n, int k, const T* a, const T* b, T* c, int ldc,
-                int d) {
+                int d, const T* beta = nullptr) {
   using G = gemm_traits<T>;
   constexpr int UM = G::unroll_m, UN = G::unroll_n;
   static_assert(UM * UN <= kScratchElems, "scratch tile too small for the register tile");
@@ -77,32 +77,74 @@ void tri_kernel(bool lower, bool herm, bool b0, int m, int n, int k, const T* a,
   // The Hermitian forms send the diagonal through the scratch tile too, where
   // its imaginary part is cleared: `strict` keeps it out of the direct calls.
   const int strict = herm ? 1 : 0;
-  if (lower) {
-    // Columns up to d lie inside for every row of the block.
-    const int cf = d + 1 - strict <= 0 ? 0 : min_int((d + 1 - strict) / UN * UN, n);
-    direct(0, m, 0, cf);
-    for (int c0 = cf; c0 < n; c0 += UN) {
-      const int w = min_int(UN, n - c0);
-      const int first = max_int(0, c0 - d);  // first row that meets the tile
-      if (first >= m) break;
-      const int full = c0 + w - 1 - d + strict;  // rows from here hold the whole tile
-      int r0 = first / UM * UM;
-      for (; r0 < m && r0 < full; r0 += UM) through_scratch(r0, c0, w);
-      if (r0 < m) direct(r0, m - r0, c0, w);
+  // Each register tile (UM rows from a multiple of UM, UN columns from a
+  // multiple of UN) is inside the triangle, outside, or straddles the
+  // diagonal; which one alone decides the path of its elements. The walk
+  // takes the rows in chunks of one wide register tile and, in each chunk,
+  // all the columns: the chunk's rows of the A panel are then reused across
+  // the whole B block, as in GEMM, instead of every column group streaming
+  // all rows of A (which left the cache once the A block outgrew the L2).
+  // With a beta other than 0 and 1 (the first K block of a call), each
+  // chunk's part of the triangle is scaled just before its products are
+  // added, while those lines of C are still near: the same two roundings
+  // as a scaling pass over the whole triangle ahead of the walk, without
+  // the second trip through memory that pass cost when K is short.
+  auto scale_rows = [&](int r0, int r1) {
+    const int rows = r1 - r0, one_col = 1;
+    // Columns that hold every row of [r0, r1): up to r0 + d (lower), from
+    // r1 - 1 + d (upper); the band between them a stretch per column.
+    if (lower) {
+      const int cf = max_int(0, min_int(n, r0 + d + 1));
+      if (cf > 0) prim<T>::mscale(&rows, &cf, beta, c + r0, &ldc);
+      for (int col = cf; col < n && col - d < r1; ++col) {
+        const int len = r1 - (col - d);
+        prim<T>::mscale(&len, &one_col, beta, c + (col - d) + std::ptrdiff_t(col) * ldc, &ldc);
+      }
+    } else {
+      const int ct = max_int(0, min_int(n, r1 - 1 + d));
+      const int cols = n - ct;
+      if (cols > 0) prim<T>::mscale(&rows, &cols, beta, c + r0 + std::ptrdiff_t(ct) * ldc, &ldc);
+      for (int col = max_int(0, r0 + d); col < ct; ++col) {
+        const int len = col - d - r0 + 1;
+        prim<T>::mscale(&len, &one_col, beta, c + r0 + std::ptrdiff_t(col) * ldc, &ldc);
+      }
     }
-  } else {
-    // Columns from ct on lie inside for every row of the block.
-    const int x = m - 1 + d + strict;
-    const int ct = x <= 0 ? 0 : min_int((x + UN - 1) / UN * UN, n);
-    direct(0, m, ct, n - ct);
-    for (int c0 = 0; c0 < ct; c0 += UN) {
-      const int w = min_int(UN, n - c0);
-      const int end = min_int(m, c0 + w - d);  // rows before this meet the tile
-      if (end <= 0) continue;
-      const int full = c0 - d + 1 - strict;  // rows before this hold the whole tile
-      const int rf = full <= 0 ? 0 : full >= m ? m : full / UM * UM;
-      direct(0, rf, c0, w);
-      for (int r0 = rf; r0 < end; r0 += UM) through_scratch(r0, c0, w);
+    if (herm)
+      for (int r = r0; r < r1; ++r)
+        if (r + d >= 0 && r + d < n) real_diagonal(c[r + std::ptrdiff_t(r + d) * ldc]);
+  };
+  constexpr int RH = UM * kTileStrips;
+  for (int t0 = 0; t0 < m; t0 += RH) {
+    const int t1 = min_int(m, t0 + RH);
+    if (beta) scale_rows(t0, t1);
+    if (lower) {
+      // Column groups inside for every row of the chunk: c0 + w - 1 <= t0 + d - strict.
+      const int e = t0 + d + 1 - strict;
+      const int cf = e <= 0 ? 0 : min_int(e / UN * UN, n);
+      direct(t0, t1 - t0, 0, cf);
+      for (int c0 = cf; c0 < n; c0 += UN) {
+        const int w = min_int(UN, n - c0);
+        const int first = c0 - d;  // first row that meets the group
+        if (first >= t1) break;
+        const int full = c0 + w - 1 - d + strict;  // rows from here hold the whole group
+        int r0 = first <= t0 ? t0 : first / UM * UM;
+        for (; r0 < t1 && r0 < full; r0 += UM) through_scratch(r0, c0, w);
+        if (r0 < t1) direct(r0, t1 - r0, c0, w);
+      }
+    } else {
+      // Column groups inside for every row of the chunk: c0 >= t1 - 1 + d + strict.
+      const int x = t1 - 1 + d + strict;
+      const int ct = x <= 0 ? 0 : min_int((x + UN - 1) / UN * UN, n);
+      direct(t0, t1 - t0, ct, n - ct);
+      for (int c0 = 0; c0 < ct; c0 += UN) {
+        const int w = min_int(UN, n - c0);
+        const int end = min_int(t1, c0 + w - d);  // rows before this meet the group
+        if (end <= t0) continue;
+        const int full = c0 - d + 1 - strict;  // rows before this hold the whole group
+        const int rf = full <= t0 ? t0 : full >= m ? t1 : min_int(t1, full / UM * UM);
+        direct(t0, rf - t0, c0, w);
+        for (int r0 = rf; r0 < end; r0 += UM) through_scratch(r0, c0, w);
+      }
     }
   }
 }
@@ -145,20 +187,23 @@ int tri_walk(blas_op_params<T>* params, blas_matrix* a, blas_matrix* b, blas_mat
   const bool lower = params->uplo == 1;
   const bool herm = hermitian_op<T>(params->op);
   const T alpha = params->alpha;
-  T beta = params->beta;
-  if (!is_one(beta) && !is_zero(beta)) {
-    tri_scale<T>(c, beta, lower, d0, herm);
-    beta = one<T>();
-    params->beta = beta;
-  }
+  const T beta = params->beta;
+  const bool general = !is_one(beta) && !is_zero(beta);
   if (is_zero(alpha) || K < 1) {
-    if (is_zero(beta)) tri_scale<T>(c, beta, lower, d0, herm);
+    if (!is_one(beta)) tri_scale<T>(c, beta, lower, d0, herm);
+    if (general) params->beta = one<T>();
     return 0;
   }
   gemm_buffers buf;
   initialize_buffers<T>(a, b, &info->strategy, &buf);
   buf.get_bufs(&buf);
+  // Without panel memory nothing has been touched: the caller's fallback
+  // does the whole call.
   if (orb_serv_check_ptr_and_warn(buf.block, info->name)) return 2;
+  // A beta other than 0 and 1 goes with the first K block into the kernel,
+  // which scales each part of the triangle as it reaches it; a later walk
+  // over the same C (SYR2K's second pass) adds.
+  if (general) params->beta = one<T>();
 
   const int mblk = buf.m_block, nblk = buf.n_block, kblk = buf.k_block;
   const int um = info->strategy.unroll_m;
@@ -214,8 +259,11 @@ template <class T, bool Lower, bool Herm>
 void tri_ker0(const T*, const blas_matrix* ap, const blas_matrix* bp, const T* beta, blas_matrix* c,
               void* position) {
   const int d = position ? static_cast<const tri_position*>(position)->offset : 0;
-  tri_kernel<T>(Lower, Herm, is_zero(*beta), c->rows, c->cols, ap->rows, static_cast<const T*>(ap->base),
-                static_cast<const T*>(bp->base), static_cast<T*>(c->base), c->ld, d);
+  // beta 0 stores, 1 adds, anything else scales the triangle on the way.
+  const bool b0 = is_zero(*beta);
+  tri_kernel<T>(Lower, Herm, b0, c->rows, c->cols, ap->rows, static_cast<const T*>(ap->base),
+                static_cast<const T*>(bp->base), static_cast<T*>(c->base), c->ld, d,
+                b0 || is_one(*beta) ? nullptr : beta);
 }
 
 template <class T>

@@ -27,11 +27,13 @@
 // with side "L" the columns of B are independent, with side "R" its rows,
 // so a call cut into column blocks (left) or row blocks (right) gives the
 // bits of the whole call, in every build.
+#include <array>
 #include <cmath>
 #include <limits>
 #include <type_traits>
 
 #include "blas/engine/engine.hpp"
+#include "blas/engine/kernel.hpp"
 #include "blas/engine/paths.hpp"
 #include "blas/level3/level3.hpp"
 #include "blas/level3/trxm.hpp"
@@ -83,6 +85,19 @@ inline void each_panel(int L, int W, bool backward, F f) {
     for (int i = full - 1; i >= 0; --i) f(i * W, W);
   }
 }
+
+// The row of the tile each lane holds (0, 1, 2, ... for the real types; 0,
+// 0, 1, 1, ... for the complex ones), in read-only memory: built on the
+// stack at every square, the vector waited for its own stores.
+template <class R, int C>
+struct lane_rows {
+  static constexpr std::array<R, simd::vec<R>::N> make() {
+    std::array<R, simd::vec<R>::N> a{};
+    for (int i = 0; i < simd::vec<R>::N; ++i) a[i] = R(i / C);
+    return a;
+  }
+  alignas(64) static constexpr std::array<R, simd::vec<R>::N> lanes = make();
+};
 
 // ---- Scalar steps of the left-side squares (C reals an element) -----------------
 template <class R, int C>
@@ -217,16 +232,17 @@ __attribute__((always_inline)) inline void left_square(int w, const R* as, int s
       }
     }
   } else {
-    alignas(64) R id[N];
-    for (int i = 0; i < N; ++i) id[i] = R(i / C);
-    const V lane_row = V::loadu(id);
+    const V lane_row = V::loadu(lane_rows<R, C>::lanes.data());
     for (int q = 0; q < w; ++q) {
       const V a = coef(q);
       // Lower: rows q and below; upper: rows q and above.
       const V edge = V::set1(Lower ? R(q) - R(0.5) : R(q) + R(0.5));
+      // Unrolled, so that the tile stays in registers.
+#pragma GCC unroll 6
       for (int j = 0; j < GW; ++j) {
         V nv = v[j];
         add_scaled<R, C>(nv, a, row(q, j), sign);
+#pragma GCC unroll 4
         for (int k = 0; k < V::K; ++k)
           v[j].r[k] = Lower ? V::Reg::blend_gt(lane_row.r[k], edge.r[k], nv.r[k], v[j].r[k])
                             : V::Reg::blend_gt(edge.r[k], lane_row.r[k], nv.r[k], v[j].r[k]);
@@ -253,7 +269,10 @@ __attribute__((always_inline)) inline void right_square(int w, const R* tg, int 
     acc = fma(x, V::set1(f[0]), acc);
     if constexpr (C == 2) acc = fma(swap_pairs(x) * sign, V::set1(f[1]), acc);
   };
+  // Every loop unrolled (GW is a constant), so that the tile stays in
+  // registers and each k below is a constant.
   if constexpr (Solve) {
+#pragma GCC unroll 6
     for (int step = 0; step < GW; ++step) {
       const int j = Upper ? step : GW - 1 - step;
       const R* d = t(g0 + j, j);
@@ -262,12 +281,15 @@ __attribute__((always_inline)) inline void right_square(int w, const R* tg, int 
       x.store_mask(c + ptrdiff_t(j) * ldc * C, live);
       x.store_mask(xs + ptrdiff_t(g0 + j) * w * C, live);
       const int j0 = Upper ? j + 1 : 0, j1 = Upper ? GW : j;
+#pragma GCC unroll 6
       for (int k = j0; k < j1; ++k) add_times(v[k], x, t(g0 + j, k));
     }
   } else {
+#pragma GCC unroll 6
     for (int j = 0; j < GW; ++j) {
       const V x = V::load_mask(xs + ptrdiff_t(g0 + j) * w * C, live);
       const int j0 = Upper ? j : 0, j1 = Upper ? GW : j + 1;
+#pragma GCC unroll 6
       for (int k = j0; k < j1; ++k) add_times(v[k], x, t(g0 + j, k));
     }
     for (int j = 0; j < GW; ++j) v[j].store_mask(c + ptrdiff_t(j) * ldc * C, live);
@@ -289,6 +311,155 @@ void right_tile(int w, int len, int k0, const R* tg, int g0, R* xs, R* cg, ptrdi
   simd::vec<R> v[GW];
   tile_start<R, C, GW, Solve>(w, len, xs + ptrdiff_t(k0) * w * C, tg + ptrdiff_t(k0) * GW * C, cg, ldc, v, sign);
   right_square<R, C, GW, Solve, Upper>(w, tg, g0, xs, cg, ldc, v);
+}
+
+// Where the build's register file holds a wide tile (engine::kTileStrips
+// strips of the engine), the rectangles run that many tiles at once: on the
+// left, one strip against that many column groups (the groups share the
+// strip's K range); on the right, that many strips against one column group,
+// which is the engine's own wide tile. One strip against one group keeps
+// six accumulators, too few to cover the latency of two FMA units. Every
+// element is the same chain as in the one-tile form, so no bit moves.
+constexpr int kWide = engine::kTileStrips;
+
+// Left: the rectangles of one full strip (UM rows, len K steps from a)
+// against kWide full column groups (b, groups gstride apart), into the tiles
+// of B at c: stored for the product, added for the solve, as the one-tile
+// form starts. Apart from the squares, so that nothing else competes for
+// the registers of the 24 accumulators.
+template <class R, int C, int GW, bool Solve>
+__attribute__((noinline)) void left_rects_wide(int len, const R* __restrict a, const R* __restrict b,
+                                               ptrdiff_t gstride, R* c, ptrdiff_t ldc, const simd::vec<R>& sign) {
+  using V = simd::vec<R>;
+  constexpr int N = V::N, NA = GW * C;
+  V acc[kWide][NA];
+#pragma GCC unroll 4
+  for (int g = 0; g < kWide; ++g)
+#pragma GCC unroll 6
+    for (int j = 0; j < NA; ++j) acc[g][j] = V::zero();
+  static_assert(kWide == 4 || sizeof(R) == 0, "the wide rectangles are written for four groups");
+  // One pointer a group, each stepped on its own, so that every broadcast
+  // is a constant displacement from one of them.
+  const R *b0 = b, *b1 = b + gstride, *b2 = b + 2 * gstride, *b3 = b + 3 * gstride;
+  for (int p = 0; p < len; ++p) {
+    const V av = V::loadu(a);
+#pragma GCC unroll 6
+    for (int j = 0; j < NA; ++j) {
+      engine::kern::fma_wide(acc[0][j], av, V::set1(b0[j]));
+      engine::kern::fma_wide(acc[1][j], av, V::set1(b1[j]));
+      engine::kern::fma_wide(acc[2][j], av, V::set1(b2[j]));
+      engine::kern::fma_wide(acc[3][j], av, V::set1(b3[j]));
+    }
+    engine::kern::pin_wide<kWide, NA>(acc);
+    a += N;
+    b0 += NA;
+    b1 += NA;
+    b2 += NA;
+    b3 += NA;
+  }
+#pragma GCC unroll 4
+  for (int g = 0; g < kWide; ++g)
+#pragma GCC unroll 6
+    for (int j = 0; j < GW; ++j) {
+      V v;
+      if constexpr (C == 1) v = acc[g][j];
+      else v = acc[g][2 * j] + swap_pairs(acc[g][2 * j + 1]) * sign;
+      R* cj = c + (ptrdiff_t(g) * GW + j) * ldc * C;
+      (Solve ? V::loadu(cj) + v : v).storeu(cj);
+    }
+}
+
+// Left, the product: kWide full strips from s0 (as, strips UM k C apart)
+// against one full column group (bg), into the tiles of B at c (stored).
+// Each strip's rectangle keeps its own K range, [0, its first row) for a
+// lower triangle and [its last row + 1, k) for an upper one: the strips
+// share the steps they have in common and the first (lower) or last
+// (upper) strips drop out of the steps they do not take, so that every
+// accumulator is the chain of the one-strip form. (The solve cannot do
+// this: a strip's rectangle reads the rows the strip before it solves.)
+template <class R, int C, int GW, bool Lower>
+__attribute__((noinline)) void left_rects_strips(int k, int s0, const R* __restrict as, const R* __restrict bg,
+                                                 R* c, ptrdiff_t ldc, const simd::vec<R>& sign) {
+  using V = simd::vec<R>;
+  constexpr int N = V::N, NA = GW * C, UM = N / C;
+  const ptrdiff_t sstride = ptrdiff_t(UM) * k * C;
+  V acc[kWide][NA];
+#pragma GCC unroll 4
+  for (int t = 0; t < kWide; ++t)
+#pragma GCC unroll 6
+    for (int j = 0; j < NA; ++j) acc[t][j] = V::zero();
+  // K steps [from, to) of the strips lo to hi - 1.
+  auto run = [&]<int LO, int HI>(int from, int to) __attribute__((always_inline)) {
+    const R* a = as + ptrdiff_t(from) * N;
+    const R* b = bg + ptrdiff_t(from) * NA;
+    for (int p = from; p < to; ++p, a += N, b += NA) {
+      V av[HI - LO];
+#pragma GCC unroll 4
+      for (int t = LO; t < HI; ++t) av[t - LO] = V::loadu(a + t * sstride);
+#pragma GCC unroll 6
+      for (int j = 0; j < NA; ++j) {
+        const V bv = V::set1(b[j]);
+#pragma GCC unroll 4
+        for (int t = LO; t < HI; ++t) engine::kern::fma_wide(acc[t][j], av[t - LO], bv);
+      }
+      if constexpr (HI - LO == kWide) engine::kern::pin_wide<kWide, NA>(acc);
+    }
+  };
+  if constexpr (Lower) {
+    run.template operator()<0, 4>(0, s0);
+    run.template operator()<1, 4>(s0, s0 + UM);
+    run.template operator()<2, 4>(s0 + UM, s0 + 2 * UM);
+    run.template operator()<3, 4>(s0 + 2 * UM, s0 + 3 * UM);
+  } else {
+    run.template operator()<0, 1>(s0 + UM, s0 + 2 * UM);
+    run.template operator()<0, 2>(s0 + 2 * UM, s0 + 3 * UM);
+    run.template operator()<0, 3>(s0 + 3 * UM, s0 + 4 * UM);
+    run.template operator()<0, 4>(s0 + 4 * UM, k);
+  }
+#pragma GCC unroll 4
+  for (int t = 0; t < kWide; ++t)
+#pragma GCC unroll 6
+    for (int j = 0; j < GW; ++j) {
+      V v;
+      if constexpr (C == 1) v = acc[t][j];
+      else v = acc[t][2 * j] + swap_pairs(acc[t][2 * j + 1]) * sign;
+      v.storeu(c + t * N + ptrdiff_t(j) * ldc * C);
+    }
+}
+
+// The rectangles of kWide groups at once, then each group's square from
+// its tile as they left it.
+template <class R, int C, int GW, bool Solve, bool Lower>
+void left_tiles_wide(int len, int k0, const R* as, int s0, R* bg, ptrdiff_t gstride, R* cg, ptrdiff_t ldc,
+                     const simd::vec<R>& sign) {
+  using V = simd::vec<R>;
+  constexpr int N = V::N;
+  left_rects_wide<R, C, GW, Solve>(len, as + ptrdiff_t(k0) * N, bg + ptrdiff_t(k0) * GW * C, gstride, cg, ldc, sign);
+  for (int g = 0; g < kWide; ++g) {
+    V v[GW];
+    R* c = cg + ptrdiff_t(g) * GW * ldc * C;
+    for (int j = 0; j < GW; ++j) v[j] = V::loadu(c + ptrdiff_t(j) * ldc * C);
+    left_square<R, C, GW, Solve, Lower>(N / C, as, s0, bg + g * gstride, c, ldc, v);
+  }
+}
+
+// Right: kWide full strips (xs, strips sstride apart) against one full
+// column group: the rectangles by the engine's wide tile into the tile of B
+// (stored for the product, added for the solve, as the one-tile form
+// starts), then each strip's square from there.
+template <class R, int C, int GW, bool Solve, bool Upper>
+void right_tiles_wide(int len, int k0, const R* tg, int g0, R* xs, ptrdiff_t sstride, R* cg, ptrdiff_t ldc) {
+  using V = simd::vec<R>;
+  constexpr int N = V::N;
+  if (len > 0)
+    engine::kern::tile<R, C, kWide, GW, true>(len, N, xs + ptrdiff_t(k0) * N, sstride, tg + ptrdiff_t(k0) * GW * C,
+                                              cg, ldc, !Solve, reinterpret_cast<const char*>(xs));
+  for (int s = 0; s < kWide; ++s) {
+    V v[GW];
+    R* c = cg + s * N;
+    for (int j = 0; j < GW; ++j) v[j] = len > 0 || Solve ? V::loadu(c + ptrdiff_t(j) * ldc * C) : V::zero();
+    right_square<R, C, GW, Solve, Upper>(N / C, tg, g0, xs + s * sstride, c, ldc, v);
+  }
 }
 
 // f with the group width as a constant: 6, 4, 2, 1 for the real types, 3,
@@ -325,10 +496,74 @@ void left_kernel(int m, int n, int k, const T* a, T* b, T* c, int ldc) {
   R* Cm = reinterpret_cast<R*>(c);
   simd::vec<R> sign = simd::vec<R>::zero();
   if constexpr (C == 2) sign = direct::complex_factor<R>::signs();
+  if constexpr (!Solve && kWide > 1) {
+    // The product: wide tiles of kWide whole strips against each whole
+    // group, then the groups left strip by strip, then the strips left.
+    constexpr int H = kWide * UM;
+    const int wide_rows = m / H * H, groups = n / UN;
+    for (int s0 = 0; s0 < wide_rows; s0 += H) {
+      for (int g = 0; g < groups; ++g) {
+        R* bg = B + ptrdiff_t(g) * UN * k * C;
+        R* cg = Cm + (s0 + ptrdiff_t(g) * UN * ldc) * C;
+        left_rects_strips<R, C, UN, Lower>(k, s0, A + ptrdiff_t(s0) * k * C, bg, cg, ldc, sign);
+        for (int t = 0; t < kWide; ++t) {
+          simd::vec<R> v[UN];
+          R* ct = cg + t * UM * C;
+          for (int j = 0; j < UN; ++j) v[j] = simd::vec<R>::loadu(ct + ptrdiff_t(j) * ldc * C);
+          left_square<R, C, UN, false, Lower>(UM, A + ptrdiff_t(s0 + t * UM) * k * C, s0 + t * UM, bg, ct, ldc, v);
+        }
+      }
+      for (int t = 0; t < kWide; ++t) {
+        const int st = s0 + t * UM;
+        const R* as = A + ptrdiff_t(st) * k * C;
+        const int k0 = Lower ? 0 : st + UM, len = Lower ? st : k - st - UM;
+        each_panel(n - groups * UN, UN, false, [&](int jr, int gw) {
+          const int j0 = groups * UN + jr;
+          by_width<C>(gw, [&](auto width) {
+            left_tile<R, C, decltype(width)::value, false, Lower>(UM, len, k0, as, st, B + ptrdiff_t(j0) * k * C,
+                                                                  Cm + (st + ptrdiff_t(j0) * ldc) * C, ldc, sign);
+          });
+        });
+      }
+    }
+    each_panel(m - wide_rows, UM, false, [&](int sr, int w) {
+      const int st = wide_rows + sr;
+      const R* as = A + ptrdiff_t(st) * k * C;
+      const int k0 = Lower ? 0 : st + w, len = Lower ? st : k - st - w;
+      each_panel(n, UN, false, [&](int j0, int gw) {
+        by_width<C>(gw, [&](auto width) {
+          left_tile<R, C, decltype(width)::value, false, Lower>(w, len, k0, as, st, B + ptrdiff_t(j0) * k * C,
+                                                                Cm + (st + ptrdiff_t(j0) * ldc) * C, ldc, sign);
+        });
+      });
+    });
+    return;
+  }
+  // The columns are independent: chunks of kWide whole groups first, each
+  // taken through every strip (so the chunk's B panel stays near while the
+  // strips of the triangle stream by), then the groups left, strip by strip.
+  const int wide_cols = kWide > 1 ? n / (kWide * UN) * (kWide * UN) : 0;
+  for (int j = 0; j < wide_cols; j += kWide * UN)
+    each_panel(m, UM, Solve && !Lower, [&](int s0, int w) {
+      const R* as = A + ptrdiff_t(s0) * k * C;
+      const int k0 = Lower ? 0 : s0 + w, len = Lower ? s0 : k - s0 - w;
+      R* bg = B + ptrdiff_t(j) * k * C;
+      R* cg = Cm + (s0 + ptrdiff_t(j) * ldc) * C;
+      if (w == UM && len > 0) {
+        if constexpr (kWide > 1)
+          left_tiles_wide<R, C, UN, Solve, Lower>(len, k0, as, s0, bg, ptrdiff_t(k) * UN * C, cg, ldc, sign);
+        return;
+      }
+      for (int g = 0; g < kWide; ++g)
+        left_tile<R, C, UN, Solve, Lower>(w, len, k0, as, s0, bg + ptrdiff_t(g) * k * UN * C,
+                                          cg + ptrdiff_t(g) * UN * ldc * C, ldc, sign);
+    });
+  // The panel layout from a whole group on is the layout of the columns left.
   each_panel(m, UM, Solve && !Lower, [&](int s0, int w) {
     const R* as = A + ptrdiff_t(s0) * k * C;
     const int k0 = Lower ? 0 : s0 + w, len = Lower ? s0 : k - s0 - w;
-    each_panel(n, UN, false, [&](int j0, int gw) {
+    each_panel(n - wide_cols, UN, false, [&](int jr, int gw) {
+      const int j0 = wide_cols + jr;
       R* bg = B + ptrdiff_t(j0) * k * C;
       R* cg = Cm + (s0 + ptrdiff_t(j0) * ldc) * C;
       by_width<C>(gw, [&](auto width) {
@@ -351,17 +586,29 @@ void right_kernel(int m, int n, int k, T* a, const T* b, T* c, int ldc) {
   R* Cm = reinterpret_cast<R*>(c);
   simd::vec<R> sign = simd::vec<R>::zero();
   if constexpr (C == 2) sign = direct::complex_factor<R>::signs();
-  each_panel(m, UM, false, [&](int s0, int w) {
+  auto strips = [&](int s0, int w, int wide) {
     R* xs = A + ptrdiff_t(s0) * k * C;
     each_panel(n, UN, Solve && !Upper, [&](int g0, int gw) {
       const R* tg = B + ptrdiff_t(g0) * k * C;
       const int k0 = Upper ? 0 : g0 + gw, len = Upper ? g0 : k - g0 - gw;
       R* cg = Cm + (s0 + ptrdiff_t(g0) * ldc) * C;
-      by_width<C>(gw, [&](auto width) {
-        right_tile<R, C, decltype(width)::value, Solve, Upper>(w, len, k0, tg, g0, xs, cg, ldc, sign);
-      });
+      if (wide > 1 && gw == UN) {
+        right_tiles_wide<R, C, UN, Solve, Upper>(len, k0, tg, g0, xs, ptrdiff_t(UM) * k * C, cg, ldc);
+        return;
+      }
+      for (int s = 0; s < wide; ++s)
+        by_width<C>(gw, [&](auto width) {
+          right_tile<R, C, decltype(width)::value, Solve, Upper>(w, len, k0, tg, g0, xs + ptrdiff_t(s) * UM * k * C,
+                                                                 cg + s * UM * C, ldc, sign);
+        });
     });
-  });
+  };
+  // Whole wide tiles of strips first (the strips are independent), then
+  // the rows left, from a whole strip on, one strip at a time.
+  int s = 0;
+  if constexpr (kWide > 1)
+    for (; s + kWide * UM <= m; s += kWide * UM) strips(s, UM, kWide);
+  each_panel(m - s, UM, false, [&](int sr, int w) { strips(s + sr, w, 1); });
 }
 
 template <class T> inline T negated(const T& v) {
