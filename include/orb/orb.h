@@ -8,6 +8,7 @@
 #include "orb/orb_service.h"
 #include "orb/orb_blas.h"
 #include "orb/orb_trans.h"
+#include "orb/orb_dft.h"
 
 #ifdef __cplusplus
 extern "C" {

@@ -29,4 +29,7 @@ typedef struct orb_keps_64fc {
   double re, im;
 } orb_keps_64fc;
 
+/* The descriptor node, its tensors, backends and accessor table. */
+#include "dft/dfti_node.h"
+
 #endif

@@ -145,8 +145,4 @@ void orb_pdepl_pl_get_max_thread(int* result, void* /*unused*/) {
   if (result) *result = orb_get_max_threads();
 }
 
-// The transforms run single-threaded until the threaded drivers exist; a
-// node left as created is valid for them, so there is nothing to attach.
-void orb_dft_bless_node_thr(void* /*node*/) {}
-
 }  // extern "C"
