@@ -1,11 +1,14 @@
 #!/usr/bin/python3
-"""Draws a benchmark CSV (as written by level1_bench) as a PNG.
+"""Draws a benchmark CSV (as written by level1_bench or dft_bench) as a PNG.
 
     /usr/bin/python3 bench/plot.py level1_bench.csv [out.png]
 
-One panel per routine: GB/s against the working set, orb and OpenBLAS, with
-the cache sizes marked. Points where orb's results disagreed with the
-reference are drawn as crosses.
+One panel per routine: a rate against a size, orb and its peer, with the
+cache sizes marked where the CSV gives them. Points where orb's results
+disagreed with the peer's are drawn as crosses. The CSV's comment line may
+name the columns and labels (xcol, xlabel, ycol, peercol, peer, ylabel,
+title); without them it is level1_bench's layout: GB/s of orb and OpenBLAS
+against the working set.
 """
 import math
 import sys
@@ -28,10 +31,11 @@ def draw(src, dst, meta, rows):
     caches = [(k.upper(), int(meta[k])) for k in ("l1", "l2", "l3") if int(meta.get(k, "0") or 0) > 0]
     for i, name in enumerate(names):
         ax = axes[i // cols][i % cols]
-        pts = [r for r in rows if r["routine"] == name]
-        xs = [float(r["working_set_bytes"]) for r in pts]
-        orb = [float(r["orb_gbs"]) for r in pts]
-        peer = [float(r["openblas_gbs"]) for r in pts]
+        xcol = meta.get("xcol", "working_set_bytes")
+        pts = sorted((r for r in rows if r["routine"] == name), key=lambda r: float(r[xcol]))
+        xs = [float(r[xcol]) for r in pts]
+        orb = [float(r[meta.get("ycol", "orb_gbs")]) for r in pts]
+        peer = [float(r[meta.get("peercol", "openblas_gbs")]) for r in pts]
         good = [r["orb_agrees"] == "1" for r in pts]
         ax.plot([x for x, g in zip(xs, good) if g], [y for y, g in zip(orb, good) if g],
                 "o-", ms=3, label="orb", color="tab:blue")
@@ -39,14 +43,14 @@ def draw(src, dst, meta, rows):
         if bad:
             ax.plot([b[0] for b in bad], [b[1] for b in bad], "x", color="tab:red", label="orb (wrong results)")
         if any(p > 0 for p in peer):
-            ax.plot(xs, peer, "s--", ms=3, label="OpenBLAS", color="tab:orange")
+            ax.plot(xs, peer, "s--", ms=3, label=meta.get("peer", "OpenBLAS"), color="tab:orange")
         for label, size in caches:
             ax.axvline(size, color="grey", lw=0.8, ls=":")
             ax.text(size, 0.98, " " + label, transform=ax.get_xaxis_transform(), va="top", fontsize=7, color="grey")
         ax.set_xscale("log", base=2)
         ax.set_title(name)
-        ax.set_xlabel("working set (bytes)")
-        ax.set_ylabel("GB/s")
+        ax.set_xlabel(meta.get("xlabel", "working set (bytes)"))
+        ax.set_ylabel(meta.get("ylabel", "GB/s"))
         ax.set_ylim(bottom=0)
         finite = [y for y, g in zip(orb, good) if g] + peer
         if finite and max(finite) > 0:
@@ -55,7 +59,7 @@ def draw(src, dst, meta, rows):
         ax.legend(fontsize=7)
     for j in range(len(names), nrows * cols):
         axes[j // cols][j % cols].axis("off")
-    title = "level-1 BLAS, one thread"
+    title = meta.get("title", "level-1 BLAS, one thread").replace("_", " ")
     if meta.get("orb"):
         title += ": orb " + meta["orb"]
     fig.suptitle(title)
