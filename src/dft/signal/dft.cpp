@@ -397,6 +397,10 @@ void run_engine(const Spec<T>* sp, const T* src, T* dst, bool inv, unsigned char
             break;
           }
         }
+      // A pass without a body runs whole: the groups need every later pass
+      // to keep to its columns.
+      for (int i = split; i < k; ++i)
+        if (sp->stage[i][1] && !has_body(sp->stage[i][1])) split = k;
       auto pass = [&](int i, const T* in, T* out, int qa, int w, int qstep, int nt) {
         const int* rec = sp->stage[i];
         const int r = rec[1];

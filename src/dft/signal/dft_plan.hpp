@@ -70,8 +70,8 @@ struct Spec {
   orb_keps_fft_spec* fft;
   int stages_minus_1;
   int is_prime_fact;
-  // Stage records: radix, m (columns per group), s (stride), offset of the
-  // twiddles in complex values, offset of the radix's roots, unused.
+  // Stage records of six words, the factor first (the words after it:
+  // build_stages in dft.cpp).
   int stage[kMaxStages][6];
   int method;
   int conv_len;  // M
@@ -254,19 +254,10 @@ void generic_radix(const T* src, std::ptrdiff_t ss, T* dst, std::ptrdiff_t ds, i
   }
 }
 
-// Column transforms of one stage: the codelet where one exists.
-template <class T>
-[[gnu::always_inline]] inline void columns(const T* src, int ss, T* dst, int ds, int cnt, int r, const T* roots,
-                                           bool inv) {
-  if (r <= 16) Codelets<T>::get(inv, r)(src, ss, dst, ds, cnt);
-  else generic_radix(src, ss, dst, ds, cnt, r, roots, inv);
-}
-
 // One stage: y[q + s(r p + j)] = w^(jp) * sum_k x[q + s(p + k m)] w_r^(jk),
 // w = exp(-+2 pi i / (r m)). tw holds w^(jp) at [p (r-1) + j - 1] (forward;
 // the inverse takes the conjugates). tmp: r * lanes complex values. This
-// form serves every radix; the radices with a straight-line body take
-// run_stage_fused below.
+// form serves the radices without a straight-line body (stage_body below).
 template <class T>
 void run_stage_generic(const T* x, T* y, int r, int m, int s, const T* tw, const T* roots, bool inv, T* tmp) {
   using V = vec<T>;
@@ -276,7 +267,7 @@ void run_stage_generic(const T* x, T* y, int r, int m, int s, const T* tw, const
     const V neg_even = even_sign_mask<T>();
     for (int p = 0; p < m; ++p) {
       for (int q0 = 0; q0 < s; q0 += C)
-        columns(x + 2 * (std::ptrdiff_t(s) * p + q0), sm, y + 2 * (std::ptrdiff_t(s) * r * p + q0), s,
+        generic_radix(x + 2 * (std::ptrdiff_t(s) * p + q0), sm, y + 2 * (std::ptrdiff_t(s) * r * p + q0), s,
                 s - q0 < C ? s - q0 : C, r, roots, inv);
       if (p == 0) continue;
       const T* w = tw + 2 * std::ptrdiff_t(p) * (r - 1);
@@ -296,7 +287,7 @@ void run_stage_generic(const T* x, T* y, int r, int m, int s, const T* tw, const
   int p = 0, q = 0;
   for (int i0 = 0; i0 < sm; i0 += C) {
     const int cnt = sm - i0 < C ? sm - i0 : C;
-    columns(x + 2 * std::ptrdiff_t(i0), sm, tmp, C, cnt, r, roots, inv);
+    generic_radix(x + 2 * std::ptrdiff_t(i0), sm, tmp, C, cnt, r, roots, inv);
     for (int l = 0; l < cnt; ++l) {
       T* out = y + 2 * (q + std::ptrdiff_t(s) * r * p);
       out[0] = tmp[2 * l];
