@@ -61,8 +61,9 @@ struct arena {
   }
 };
 
-// In-cache block of part 1: 128 KiB of complex values, the buffer orders
-// 13 (double) and 14 (single) of the radix-4 pass order.
+// In-cache block of part 1: 512 KiB of complex values (2^15 double, 2^16
+// single), a quarter of a 2 MiB second-level cache: stages on larger
+// blocks run over the whole array, the rest block by block.
 template <class T>
 constexpr std::ptrdiff_t kBlockVectors = (std::ptrdiff_t(1) << (sizeof(T) == 8 ? 15 : 16)) / kV<T>;
 
