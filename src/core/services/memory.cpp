@@ -50,12 +50,17 @@ void release(void* p) {
 }
 
 // Call-local scratch (orb_serv_allocate / orb_serv_deallocate) comes and
-// goes on every call of a packed GEMM; for a small product the trip through
-// malloc costs as much as the arithmetic. Each thread keeps the last such
-// block it gave back, up to kKeptBytes, and hands it out again when it is
-// large enough and aligned as asked. A kept block is not out: the live count
-// of the tests does not include it.
-constexpr size_t kKeptBytes = size_t(1) << 20;
+// goes on every call of a packed GEMM or a Fourier transform; for a small
+// product the trip through malloc costs as much as the arithmetic, and a
+// large block (a transform's work buffer is 16 bytes a point) comes from
+// mmap and goes back to the system at every call, so that every call
+// faulted its pages in afresh (a third of the time of a transform of 32768
+// points). Each thread keeps the last such block it gave back, up to
+// kKeptBytes (what other BLAS keep per thread for their buffers), and hands
+// it out again when it is large enough, not four times too large, and
+// aligned as asked. A kept block is not out: the live count of the tests
+// does not include it.
+constexpr size_t kKeptBytes = size_t(64) << 20;
 
 struct kept_block {
   void* p = nullptr;
