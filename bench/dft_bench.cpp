@@ -98,12 +98,16 @@ std::vector<long> standard_lengths() {
   return v;
 }
 
+// pow2, mixed (2^a 3^b 5^c 7^d), prime, or other (a larger prime factor).
 const char* length_class(long n) {
   if ((n & (n - 1)) == 0) return "pow2";
   long m = n;
   for (long p : {2L, 3L, 5L, 7L})
     while (m % p == 0) m /= p;
-  return m == 1 ? "mixed" : "prime";
+  if (m == 1) return "mixed";
+  for (long p = 2; p * p <= n; ++p)
+    if (n % p == 0) return "other";
+  return "prime";
 }
 
 // One case of one precision T (double or float).
