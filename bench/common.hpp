@@ -13,6 +13,7 @@
 #include <cstddef>
 #include <cstdio>
 #include <cstring>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -175,6 +176,29 @@ inline void restart_with_sleeping_peers(char** argv) {
   setenv("OMP_WAIT_POLICY", "passive", 1);
   setenv("OPENBLAS_THREAD_TIMEOUT", "4", 0);
   execv("/proc/self/exe", argv);
+}
+
+// Best seconds per call of each function, in alternating batches, so that
+// the peers see the same state of the machine (the first sets the batch
+// length; a null function is skipped and keeps 1e300).
+inline std::vector<double> race(const std::vector<std::function<void()>>& fs, double min_time) {
+  std::vector<double> best(fs.size(), 1e300);
+  for (auto& f : fs)
+    if (f) f();
+  long reps = 1;
+  double spent = 0;
+  while (spent < min_time * double(fs.size())) {
+    for (std::size_t i = 0; i < fs.size(); ++i) {
+      if (!fs[i]) continue;
+      const auto t0 = std::chrono::steady_clock::now();
+      for (long r = 0; r < reps; ++r) fs[i]();
+      const double dt = std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count();
+      spent += dt;
+      if (dt / double(reps) < best[i]) best[i] = dt / double(reps);
+      if (i == 0 && dt < 0.002) reps *= 2;
+    }
+  }
+  return best;
 }
 
 }  // namespace orb::bench

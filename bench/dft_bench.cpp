@@ -29,8 +29,6 @@
 
 namespace {
 
-using clock_type = std::chrono::steady_clock;
-
 // FFTW's basic interface, one precision: plans are opaque pointers.
 struct fftw_lib {
   void* h = nullptr;
@@ -60,27 +58,6 @@ struct buffer {
   buffer(const buffer&) = delete;
   buffer& operator=(const buffer&) = delete;
 };
-
-// Best seconds per call of each function, in alternating batches.
-std::vector<double> race(const std::vector<std::function<void()>>& fs, double min_time) {
-  std::vector<double> best(fs.size(), 1e300);
-  for (auto& f : fs)
-    if (f) f();
-  long reps = 1;
-  double spent = 0;
-  while (spent < min_time * double(fs.size())) {
-    for (std::size_t i = 0; i < fs.size(); ++i) {
-      if (!fs[i]) continue;
-      const auto t0 = clock_type::now();
-      for (long r = 0; r < reps; ++r) fs[i]();
-      const double dt = std::chrono::duration<double>(clock_type::now() - t0).count();
-      spent += dt;
-      if (dt / double(reps) < best[i]) best[i] = dt / double(reps);
-      if (i == 0 && dt < 0.002) reps *= 2;
-    }
-  }
-  return best;
-}
 
 struct options {
   double min_time = 0.1;
@@ -186,7 +163,7 @@ void run_case(const options& opt, const fftw_lib& fw, const bench_case<T>& c, st
   std::vector<std::function<void()>> fs = {
       st ? std::function<void()>() : [&] { orb_dft_compute_forward_ptrs(h, o_in, c.inplace ? nullptr : o_out, nullptr, nullptr); },
       plan ? std::function<void()>([&] { fw.execute(plan); }) : std::function<void()>()};
-  const std::vector<double> t = race(fs, opt.min_time);
+  const std::vector<double> t = orb::bench::race(fs, opt.min_time);
   const double flops = (c.real ? 2.5 : 5.0) * double(c.n) * std::log2(double(c.n));
   const double go = st ? 0 : flops / t[0] * 1e-9, gf = plan ? flops / t[1] * 1e-9 : 0;
   const char* kind = c.real ? "r2c" : "c2c";

@@ -28,7 +28,6 @@
 
 namespace {
 
-using clock_type = std::chrono::steady_clock;
 using std::size_t;
 
 enum { kRowMajor = 101, kNoTrans = 111, kTrans = 112 };
@@ -59,27 +58,6 @@ struct peer {
     peer_symbol(h, set_threads, "openblas_set_num_threads");
   }
 };
-
-// Best seconds per call of each function, in alternating batches.
-std::vector<double> race(const std::vector<std::function<void()>>& fs, double min_time) {
-  std::vector<double> best(fs.size(), 1e300);
-  for (auto& f : fs)
-    if (f) f();
-  long reps = 1;
-  double spent = 0;
-  while (spent < min_time * double(fs.size())) {
-    for (size_t i = 0; i < fs.size(); ++i) {
-      if (!fs[i]) continue;
-      const auto t0 = clock_type::now();
-      for (long r = 0; r < reps; ++r) fs[i]();
-      const double dt = std::chrono::duration<double>(clock_type::now() - t0).count();
-      spent += dt;
-      if (dt / double(reps) < best[i]) best[i] = dt / double(reps);
-      if (i == 0 && dt < 0.002) reps *= 2;
-    }
-  }
-  return best;
-}
 
 std::string cpu_model() {
   std::ifstream f("/proc/cpuinfo");
@@ -228,7 +206,7 @@ void run(const options& opt) {
         std::memcpy(c.data(), a.data(), 8 * a.size());
         std::memcpy(d.data(), a.data(), 8 * a.size());
         std::vector<std::function<void()>> fs = {p.orb, p.peer, mc};
-        std::vector<double> t = race(fs, opt.min_time);
+        std::vector<double> t = orb::bench::race(fs, opt.min_time);
         // Agreement of the last results (the in-place pairs leave the source).
         std::string note;
         if (p.peer && p.agree) {
