@@ -283,6 +283,19 @@ long compute_va(orb_dft_handle h, void* a, va_list ap, bool fwd) {
   return compute(h, p[0], p[1], p[2], p[3], fwd);
 }
 
+// The value of a variadic set call, read as the key's type asks.
+value take_value(long key, va_list ap) {
+  value v{};
+  switch (type_of(key)) {
+    case t_long: v.l = va_arg(ap, long); break;
+    case t_double: v.d = va_arg(ap, double); break;
+    case t_array: v.a = va_arg(ap, const long*); break;
+    case t_text: v.s = va_arg(ap, const char*); break;
+    case t_unknown: break;
+  }
+  return v;
+}
+
 }  // namespace
 
 extern "C" {
@@ -311,14 +324,7 @@ long orb_dft_create_descriptor(orb_dft_handle* h, enum orb_dft_precision p, enum
 long orb_dft_set_value(orb_dft_handle h, enum orb_dft_config_param key, ...) {
   va_list ap;
   va_start(ap, key);
-  value v{};
-  switch (type_of(key)) {
-    case t_long: v.l = va_arg(ap, long); break;
-    case t_double: v.d = va_arg(ap, double); break;
-    case t_array: v.a = va_arg(ap, const long*); break;
-    case t_text: v.s = va_arg(ap, const char*); break;
-    case t_unknown: break;
-  }
+  const value v = take_value(key, ap);
   va_end(ap);
   return set(h, key, v);
 }
@@ -431,14 +437,7 @@ long orb_dft_dfticreatedescriptor_d_md(void** h, long domain, long rank, const l
 long orb_dft_dftisetvalue(void* h, long key, ...) {
   va_list ap;
   va_start(ap, key);
-  value v{};
-  switch (type_of(key)) {
-    case t_long: v.l = va_arg(ap, long); break;
-    case t_double: v.d = va_arg(ap, double); break;
-    case t_array: v.a = va_arg(ap, const long*); break;
-    case t_text: v.s = va_arg(ap, const char*); break;
-    case t_unknown: break;
-  }
+  const value v = take_value(key, ap);
   va_end(ap);
   return set(static_cast<orb_dft_handle>(h), key, v);
 }
