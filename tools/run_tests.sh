@@ -99,7 +99,7 @@ show_tail() { echo "---- last lines of $1 ----"; tail -n "${2:-60}" "$1"; echo "
 PACKAGES_BASE="cmake make g++ libgtest-dev pkg-config python3 libblas3 libfftw3-double3 libfftw3-single3 libfftw3-long3"
 PACKAGES_x86_64="libblas-dev libblas-test libopenblas-dev libblis-dev liblapack3 liblapack-test python3-numpy
                  python3-scipy"
-PACKAGES_i386="g++-multilib libblas3:i386 libblas-test:i386 libgfortran5:i386 libfftw3-double3:i386 libfftw3-single3:i386"
+PACKAGES_i386="g++-multilib libblas3:i386 libblas-test:i386 libgfortran5:i386 libfftw3-double3:i386 libfftw3-single3:i386 libfftw3-long3:i386"
 PACKAGES_sanitize=""
 PACKAGES_tsan=""
 PACKAGES_OPTIONAL="ccache ninja-build libxsmm-dev python3-matplotlib"
