@@ -130,7 +130,7 @@ void thread_invariant(op o) {
 template <class T>
 void same_in_every_build(op o) {
   const std::string kernel = "x" + name_of(scalar<T>::x, o);
-  for (auto [s, m, n] : {std::tuple{'L', 200, 53}, std::tuple{'R', 75, 200}, std::tuple{'L', 11, 5}}) {
+  for (auto [s, m, n] : {std::tuple{'L', 200, 29}, std::tuple{'R', 70, 200}, std::tuple{'L', 11, 5}}) {
     each_letters([&, s = s, m = m, n = n](char side, char u, char t, char d) {
       if (side != s) return;
       const problem<T> p(s, u, t, d, m, n, 5);
