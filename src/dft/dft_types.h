@@ -4,7 +4,7 @@
 
 #include "dft/codelet_types.h"
 
-/* Specifications of the signal-primitive layer, opaque outside it: one for
+/* Plans of the signal-primitive layer, opaque outside it: one for
    the power-of-two door, one for the any-length door. */
 typedef struct orb_keps_fft_spec orb_keps_fft_spec;
 typedef struct orb_keps_dft_spec orb_keps_dft_spec;

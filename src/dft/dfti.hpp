@@ -28,7 +28,7 @@ namespace orb::dft {
 
 // ---- Memory. ctx is the node's mem_ctx (null: the internal allocator);
 // arena picks the external buffer a block is charged to (0 the node and its
-// tensors, 1 the specifications, 2 work).
+// tensors, 1 the plans, 2 work).
 void* mem_malloc(void* ctx, int arena, std::size_t bytes);
 void* mem_calloc(void* ctx, int arena, std::size_t bytes);
 void mem_free(void* ctx, void* p);
@@ -55,7 +55,7 @@ int static_dt_commit(DftiNode* node);
 int copy_node(const DftiNode* node, DftiNode** copy);
 extern const orb_dfti_kit kit;
 
-// Kinds of a node, and the signal-layer specification slot it uses.
+// Kinds of a node, and the signal-layer plan slot it uses.
 inline bool is_double(const DftiNode* n) { return n->precision == DFTI_DOUBLE; }
 inline bool is_real(const DftiNode* n) { return n->domain == DFTI_REAL; }
 inline bool is_split(const DftiNode* n) { return n->domain == DFTI_COMPLEX && n->complex_storage == DFTI_REAL_REAL; }
@@ -78,7 +78,7 @@ inline int api_cache(const DftiNode* n, int level) {
 // ---- Backends and compute (backends/).
 void bind_compute(DftiNode* node);  // compute_fwd/bwd and data_args by kind and placement
 // Bytes of work a compute call of this node needs besides the chain's
-// specification buffers (line buffers, the real multi-dimensional copy).
+// plan buffers (line buffers, the real multi-dimensional copy).
 long work_bytes(const DftiNode* node);
 // Backend prologue: a node held by another backend is uncommitted first.
 void backend_prologue(const orb_dfti_backend* self, DftiNode* node);

@@ -1,5 +1,5 @@
 // Commit: the two commit methods, the consistency test, the default commit
-// cores and the builders of signal-layer specifications; the verbose line.
+// cores and the builders of signal-layer plans; the verbose line.
 #include <cmath>
 #include <cstdint>
 #include <cstring>
@@ -115,7 +115,7 @@ int static_dfti_commit(DftiNode* n) {
 
 int static_dt_commit(DftiNode* n) { return commit_tail(n); }
 
-// ---- Specifications. The builder by memory mode: the layer's own
+// ---- Plans. The builder by memory mode: the layer's own
 // allocation, inside the external buffers, or counting bytes only.
 namespace {
 
@@ -176,7 +176,7 @@ void bind_apply(DftiNode* d, int k) {
 }
 
 // The place of the large one-dimensional engine (a transform as a matrix of
-// two shorter ones): not built yet, so every node goes the specification's
+// two shorter ones): not built yet, so every node goes the plan's
 // way. It is tried for interleaved unit-stride transforms that are long, or
 // when the caller asks to avoid workspace.
 int xz_init_data_1d_via_2d(DftiNode*) { return DFTI_UNSUPPORTED; }
@@ -334,7 +334,7 @@ int rpack_inverse(const T* src, T* dst, const orb_keps_dft_spec* spec, unsigned 
 }
 }  // namespace
 
-// The length travels in the spec only; the node's real apply passes it
+// The length travels in the plan only; the node's real apply passes it
 // through the buffer's first word (see xkeps_inv_complextor_*).
 extern "C" int ORB_DFTK(workaround_for_DFTInv_RPack_64f)(const double* src, double* dst,
                                                           const orb_keps_dft_spec* spec, unsigned char* buf) {

@@ -274,7 +274,7 @@ TEST_P(FftDoor, StatusWordsAndAllocationFailures) {
   EXPECT_EQ(door.get_size(5, 8, nullptr, &is, &bs), -8);
   orb_keps_fft_spec* s = nullptr;
   EXPECT_EQ(door.init_alloc(&s, 5, 0), -18);
-  // A specification of another kind is refused.
+  // A plan of another kind is refused.
   const Door other{nullptr, kKinds[kind.form == Form::c ? 4 : 0]};
   ASSERT_EQ(other.init_alloc(&s, 8, 8), 0);
   std::vector<double> d(1024);
@@ -283,7 +283,7 @@ TEST_P(FftDoor, StatusWordsAndAllocationFailures) {
   EXPECT_EQ(door.free_spec(s), -13);
   other.free_spec(s);
   EXPECT_EQ(door.call<double>(fwd, nullptr, d.data(), 256, nullptr, nullptr, false), -8);
-  // InitAlloc: the spec block, then (order above 10) the init buffer;
+  // InitAlloc: the plan block, then (order above 10) the init buffer;
   // a transform without a buffer: its own.
   for (int order : {8, 12}) {
     for (long nth = 1; nth <= 2; ++nth) {

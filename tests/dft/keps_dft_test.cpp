@@ -101,7 +101,7 @@ struct Door {
   }
 };
 
-// A specification in caller memory at an odd address, freed with it.
+// A plan in caller memory at an odd address, freed with it.
 struct SpecMem {
   std::vector<unsigned char> mem, init, buf;
   orb_keps_dft_spec* spec() { return reinterpret_cast<orb_keps_dft_spec*>(mem.data() + 3); }
@@ -271,7 +271,7 @@ TEST(KepsDft, ScaleFlags) {
   }
 }
 
-// Status words: sizes, flags, null pointers, a specification of another kind.
+// Status words: sizes, flags, null pointers, a plan of another kind.
 TEST(KepsDft, StatusWords) {
   Door<double> c{"def", "C_64fc"}, r{"def", "R_64f"};
   int s, i, b;

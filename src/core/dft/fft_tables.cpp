@@ -1,6 +1,6 @@
 // The fixed twiddle table of the power-of-two door: the quarter-wave sine
 // table of order 10, which the kernels read for orders up to 10 instead
-// of computing one per specification. Filled once when the core loads.
+// of computing one per plan. Filled once when the core loads.
 #include "dft/signal/fft_base_table.hpp"
 
 extern "C" {

@@ -1,7 +1,7 @@
 // Compute entries, serial drivers and the apply functions of the default
 // path. A driver runs a range of the batch: for each transform, one pass
 // per dimension over every line along it (the chain's node of that
-// dimension holds its specification); a line with unit strides goes to the
+// dimension holds its plan); a line with unit strides goes to the
 // signal layer as it lies, any other is gathered into a contiguous strip,
 // transformed there and scattered back. Each transform is computed alone,
 // so a split of the batch among threads changes no bit.
@@ -310,7 +310,7 @@ int drive(const orb_dfti_par_rec* rec, int start, int count, bool fwd) {
 }
 
 // The apply functions: one transform of the node's length through its
-// specification.
+// plan.
 template <class T>
 int apply_cc(const DftiNode* d, const void* s, void* t, unsigned char* b, bool fwd) {
   const orb_keps_dft_spec* spec = spec_of(d, keps<T>::cc);
@@ -437,7 +437,7 @@ namespace {
 using driver_fn = int (*)(const orb_dfti_par_rec*, int, int);
 using par_fn = int (*)(const orb_dfti_par_rec*);
 
-// Flag bit 0: one transform of unit strides that the specification scales
+// Flag bit 0: one transform of unit strides that the plan scales
 // itself: a single apply call on the data, its work buffer on the stack
 // when it fits.
 template <class T>

@@ -1,5 +1,5 @@
 // The any-length door (kepsDFT*) for the six kinds: building the
-// specification, and the transform calls. See dft_plan.hpp for the methods.
+// plan, and the transform calls. See dft_plan.hpp for the methods.
 #include <cstring>
 
 #include "dft/signal/dft_plan.hpp"

@@ -1,4 +1,4 @@
-// The any-length door of the signal layer: the specification record, the
+// The any-length door of the signal layer: the plan record, the
 // choice of method by length, and the complex engine every kind runs on.
 //
 // One template over the real type T serves the six kinds. The complex
@@ -8,7 +8,7 @@
 //
 // Methods of the engine, by length n:
 //   codelet     n < 17: one call of the codelet of that length;
-//   fft         n a power of two: the nested power-of-two specification;
+//   fft         n a power of two: the nested power-of-two plan;
 //   prime-fact  a plan of stages, from the fixed table or the factoring;
 //   direct      n up to the threshold and no plan: one stage of radix n;
 //   conv        otherwise: Bluestein's convolution over a plan of length M.

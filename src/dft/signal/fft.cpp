@@ -1,4 +1,4 @@
-// The power-of-two door of the signal layer: specifications of orders 0 to
+// The power-of-two door of the signal layer: plans of orders 0 to
 // 26 (27 in single precision) for complex, split complex and real data,
 // and the transforms. Orders below 6 run the codelets; above, the vector
 // core of fft_core.hpp. A real transform of N points is the complex one
@@ -47,7 +47,7 @@ struct twiddles {
   }
 };
 
-// A bump allocator over the specification's tables; with a null base it
+// A bump allocator over the plan's tables; with a null base it
 // only counts.
 struct arena {
   unsigned char* base;
@@ -166,7 +166,7 @@ long real_table_len(long n) {
   return (n / 4 + kV<T> - 1) / kV<T> * 2 * kL<T>;
 }
 
-// Sizes of a specification: its block (record, tables, alignment slack),
+// Sizes of a plan: its block (record, tables, alignment slack),
 // the init buffer (the quarter-wave table of orders above 10) and the work
 // buffer of a transform.
 template <class T, form F>

@@ -1,5 +1,5 @@
-// The specification of the power-of-two door and how its memory is laid
-// out. A specification lives in memory its caller provides (any
+// The plan of the power-of-two door and how its memory is laid
+// out. A plan lives in memory its caller provides (any
 // alignment: the record starts at the next multiple of 64); its tables
 // follow the record in the same block.
 #pragma once

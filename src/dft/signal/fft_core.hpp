@@ -43,8 +43,8 @@ inline constexpr int kV = 32 / int(sizeof(T));  // complex values per vector
 template <class T>
 inline constexpr int kL = 64 / int(sizeof(T));  // T lanes per vector
 
-// The plan of one complex transform of order >= 6, in the specification's
-// memory. Pointers point into the same block.
+// The stage plan of one complex transform of order >= 6, kept in the memory
+// of the layer's plan record. Pointers point into the same block.
 template <class T>
 struct cplan {
   int order;
